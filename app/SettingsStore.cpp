@@ -1,0 +1,69 @@
+#include "SettingsStore.h"
+
+#include <QSettings>
+
+namespace {
+
+QVariant read(const char* key, const QVariant& fallback = {})
+{
+    return QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).value(QLatin1String(key), fallback);
+}
+
+void write(const char* key, const QVariant& value)
+{
+    QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).setValue(QLatin1String(key), value);
+}
+
+} // namespace
+
+double SettingsStore::downloadNorth() { return read("downloadNorth", 40.5).toDouble(); }
+double SettingsStore::downloadSouth() { return read("downloadSouth", 40.5).toDouble(); }
+double SettingsStore::downloadWest() { return read("downloadWest", -105.0).toDouble(); }
+double SettingsStore::downloadEast() { return read("downloadEast", -105.0).toDouble(); }
+QString SettingsStore::downloadArea() { return read("downloadArea").toString(); }
+QString SettingsStore::elevationDataSource() { return read("elevationDataSource").toString(); }
+QString SettingsStore::workingDirectory() { return read("workingDirectory", QStringLiteral(".")).toString(); }
+bool SettingsStore::verbose() { return read("verbose", false).toBool(); }
+int SettingsStore::paletteNumber() { return read("paletteNumber", 1).toInt(); }
+int SettingsStore::paletteMinimum() { return read("paletteMinimum", 0).toInt(); }
+int SettingsStore::paletteMaximum() { return read("paletteMaximum", 8000).toInt(); }
+
+void SettingsStore::setDownloadRectangle(double north, double south, double west, double east)
+{
+    QSettings settings(QStringLiteral("Brenholt"), QStringLiteral("relka"));
+    settings.setValue(QStringLiteral("downloadNorth"), north);
+    settings.setValue(QStringLiteral("downloadSouth"), south);
+    settings.setValue(QStringLiteral("downloadWest"), west);
+    settings.setValue(QStringLiteral("downloadEast"), east);
+}
+
+void SettingsStore::setDownloadArea(const QString& area) { write("downloadArea", area); }
+void SettingsStore::setElevationDataSource(const QString& source) { write("elevationDataSource", source); }
+void SettingsStore::setWorkingDirectory(const QString& directory) { write("workingDirectory", directory); }
+void SettingsStore::setVerbose(bool verbose) { write("verbose", verbose); }
+void SettingsStore::setPaletteNumber(int number) { write("paletteNumber", number); }
+void SettingsStore::setPaletteMinimum(int minimum) { write("paletteMinimum", minimum); }
+void SettingsStore::setPaletteMaximum(int maximum) { write("paletteMaximum", maximum); }
+
+const QStringList& SettingsStore::downloadAreas()
+{
+    static const QStringList areas {
+        QStringLiteral("2° (lon) by 1° (lat)"),
+        QStringLiteral("1° (lon) by 0.5° (lat)"),
+        QStringLiteral("0.5° (lon) by 0.25° (lat)"),
+        QStringLiteral("0.25° (lon) by 0.125° (lat)"),
+    };
+    return areas;
+}
+
+const QStringList& SettingsStore::elevationDataSources()
+{
+    static const QStringList sources {
+        QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]"),
+        QStringLiteral("SRTM 1 arc sec - Shuttle Radar Topography Mission [Finished] (U.S. only)"),
+        QStringLiteral("National Elevation Dataset (NED) 1 Arc Second (U.S. only)"),
+        QStringLiteral("National Elevation Dataset (NED) 1/3 Arc Second (U.S. only)"),
+        QStringLiteral("Topographic Change: NED 2003 DEM (U.S. only)"),
+    };
+    return sources;
+}

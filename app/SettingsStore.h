@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// Typed access to the user's settings. Nothing is cached: every call opens
+// the store and drops it again, so a value written by one part of the program
+// is seen by the very next reader.
+class SettingsStore
+{
+public:
+    static double downloadNorth();
+    static double downloadSouth();
+    static double downloadWest();
+    static double downloadEast();
+    static QString downloadArea();
+    static QString elevationDataSource();
+    static QString workingDirectory();
+    static bool verbose();
+    static int paletteNumber();
+    static int paletteMinimum();
+    static int paletteMaximum();
+
+    static void setDownloadRectangle(double north, double south, double west, double east);
+    static void setDownloadArea(const QString& area);
+    static void setElevationDataSource(const QString& source);
+    static void setWorkingDirectory(const QString& directory);
+    static void setVerbose(bool verbose);
+    static void setPaletteNumber(int number);
+    static void setPaletteMinimum(int minimum);
+    static void setPaletteMaximum(int maximum);
+
+    // The display texts the settings dialog offers, in its order; the store
+    // keeps the chosen text itself.
+    static const QStringList& downloadAreas();
+    static const QStringList& elevationDataSources();
+};
