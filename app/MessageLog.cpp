@@ -5,8 +5,23 @@
 #include <QFile>
 #include <QTime>
 
+namespace {
+std::function<void(const QString&)>& currentEcho()
+{
+    static std::function<void(const QString&)> echo;
+    return echo;
+}
+} // namespace
+
+void MessageLog::setEcho(std::function<void(const QString&)> echo)
+{
+    currentEcho() = std::move(echo);
+}
+
 void MessageLog::append(const QString& message)
 {
+    if (currentEcho())
+        currentEcho()(message);
     QFile file(QStringLiteral("%1/messages.txt").arg(SettingsStore::workingDirectory()));
     const QString time = QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 // The program's trace: one time-stamped line per call, appended to
 // "messages.txt" in the working directory. The main dialog, the BIL import
 // and the header reader all log through here.
@@ -12,4 +14,8 @@ public:
     // directory each time, so a changed setting applies to the next line.
     // A line that cannot be written is dropped without a report.
     static void append(const QString& message);
+
+    // Also hands every message, as given, to echo (an empty function: to
+    // nobody); a program without a window prints its log this way.
+    static void setEcho(std::function<void(const QString&)> echo);
 };
