@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class ElevationImage;
+class QFile;
+class QImage;
+class QLabel;
+class QProgressBar;
+class QWidget;
+
+// Turns a downloaded BIL raster (baseName + ".bil" with its ".hdr") into the
+// elevation work files: "-el-uncorr.png" and "-el-m.png" when the raster has
+// a NODATA value, "-el-corr.png" with the holes filled and the colour-coded
+// "-el-col.png". Made for one import and dropped afterwards.
+//
+// Everything runs on the calling (GUI) thread; pending events are processed
+// after every image row, so other slots may run in the middle of an import.
+// The widgets and the preview image belong to the caller and must outlive
+// the object; none of the pointers may be null.
+class BilImport : public QObject
+{
+    Q_OBJECT
+
+public:
+    BilImport(const QString& baseName, QProgressBar* progressBarReading, QProgressBar* progressBarCorrecting,
+        QProgressBar* progressBarColoring, QLabel* previewLabel, QImage& previewImage, QWidget* parentWidget);
+
+    // The whole import. True only when the colour file was saved; every
+    // failure logs a line (or was answered in a box) and returns false.
+    // Work files written before a failure stay on disk.
+    bool importBil();
+
+    void addMessage(const QString& text);
+
+private:
+    struct RasterWindow;
+    class SampleConverter;
+
+    // False when the user declines to read a TIFF-wrapped raster from its start.
+    bool findDataOffset(QFile& dataFile, qint64& offset);
+    void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset, SampleConverter& converter,
+        ElevationImage& image);
+    bool replaceNodata(ElevationImage& image);
+    // The number of NODATA pixels, or -1 when the mask could not be saved.
+    qint64 saveNodataMask(const ElevationImage& image, const QString& fileName);
+    void setNodataToZero(ElevationImage& image);
+    bool writeColorFile(double cosLat);
+    void showPreview(const QImage& image, double cosLat);
+    // Saves under the wait cursor and logs a failure.
+    bool save(const QImage& image, const QString& fileName);
+
+    QString baseName;
+    QProgressBar* progressBarReading;
+    QProgressBar* progressBarCorrecting;
+    QProgressBar* progressBarColoring;
+    QLabel* previewLabel;
+    QImage& previewImage;
+    QWidget* parentWidget;
+};
