@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QImage>
+#include <QList>
+#include <QObject>
+#include <QPoint>
+#include <QStringList>
+
+class QProgressBar;
+class QWidget;
+
+// Fills the NODATA areas (spots) of an image: every 4-connected area of black
+// mask pixels gets values interpolated from the pixels around it, weighted by
+// the inverse fourth power of the distance. Failures come back as a result
+// code, with one message in messages.
+class DustRemoval : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum Result {
+        Success = 0,
+        InputNotLoaded = 1,
+        MaskNotLoaded = 3,
+        SizeMismatch = 4,
+        OutputExists = 5,
+        OutputNotSaved = 6,
+        NoOutputName = 7
+    };
+
+    // The whole job: load the input and the mask (or, with an empty mask
+    // file name, take as NODATA every pixel of exactly the colour color),
+    // fill, save. widget gets the wait cursor while saving; both pointers may
+    // be null.
+    int removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile, bool overwrite,
+        const unsigned int& color, bool elevationFile, QWidget* widget, QProgressBar* progressBar);
+    // Scans mask and fills image in place; both must be loaded and of one
+    // size. Processes pending events after every row and while large spots
+    // are computed. Always returns Success.
+    int removeDust(QProgressBar* progressBar);
+
+    // Paint one spot from its border; both lists non-empty.
+    void paintSpot(const QList<QPoint>& spot, const QList<QPoint>& border);
+    void paintSpotOnElevationFile(const QList<QPoint>& spot, const QList<QPoint>& border);
+
+    // The raw signed 24-bit integer an elevation image keeps in a pixel.
+    static int elevation(const QImage& image, int x, int y);
+
+    QStringList messages;
+    QImage image;
+    // Pixels with red, green and blue all 255 hold data; any other is NODATA.
+    QImage mask;
+    bool elevationFile = false;
+
+private:
+    int inSpot = 0;
+};

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "bil/PointOrder.h"
+
+#include <QImage>
+#include <QList>
+#include <QObject>
+#include <QPoint>
+
+#include <vector>
+
+// A scan-line flood fill over a private copy of an image. One fill collects
+// the 4-connected area of pixels matching a colour around a start pixel and
+// the pixels bordering it; the area is painted in the copy, so a later fill
+// started inside it finds nothing.
+class ImageProcessor : public QObject
+{
+public:
+    explicit ImageProcessor(const QImage& image);
+
+    // fillColor must lie outside the matched range, or the fill never ends.
+    void floodFill2(int x, int y, unsigned int targetColor, unsigned int fillColor, int tolerance);
+
+    // The 32-bit pixel layout both the fill and its callers walk with scan
+    // lines; images already in it are shared, not copied.
+    static QImage withArgbPixels(const QImage& image);
+
+    // Filled pixels, span by span in the order they were filled.
+    QList<QPoint> spotPoints;
+    // 4-neighbours of the filled area that neither match nor carry the fill
+    // colour; sorted by the point order, each once.
+    QList<QPoint> borderPoints;
+
+private:
+    bool matches(QRgb pixel) const;
+    void scanNeighbourRow(int row, int left, int right, std::vector<QPoint>& queue);
+
+    QImage image;
+    int redMin = 0;
+    int redMax = 0;
+    int greenMin = 0;
+    int greenMax = 0;
+    int blueMin = 0;
+    int blueMax = 0;
+    unsigned int fillColor = 0;
+    int tolerance = 0;
+};
