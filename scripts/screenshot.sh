@@ -41,7 +41,6 @@ downloadWest=-106
 downloadEast=-105
 downloadArea=1° (lon) by 0.5° (lat)
 elevationDataSource=SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]
-workingDirectory=$scratch/work
 CONF
 
 # -displayfd makes the server pick a free display and tell us its number.
@@ -73,7 +72,8 @@ wait_for_window() {
   return 1
 }
 
-"$relka" &
+# The default working directory "." is the scratch folder.
+(cd "$scratch/work" && exec "$relka") &
 program=$!
 
 main=$(wait_for_window "Relka - OSM & SRTM Data")
