@@ -1,0 +1,95 @@
+#include "ArchiveStore.h"
+
+#include "ArchiveBuilder.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QFutureWatcher>
+#include <QTimer>
+#include <QtConcurrent>
+
+ArchiveStore::ArchiveStore(const QString& directory, bool withHeader, QObject* parent)
+    : QObject(parent)
+    , directory(directory.isEmpty() ? temporary.path() : directory)
+    , withHeader(withHeader)
+{
+    builders.setMaxThreadCount(1);
+}
+
+ArchiveStore::~ArchiveStore()
+{
+    stop = true;
+    builders.waitForDone();
+}
+
+bool ArchiveStore::isUsable() const
+{
+    return !directory.isEmpty() && QDir().mkpath(directory);
+}
+
+QString ArchiveStore::pathFor(const ElevationProduct& product, const ExtractArea& area) const
+{
+    const RasterGrid grid = RasterGrid::covering(area, product.samplesPerDegree);
+    return QStringLiteral("%1/%2_%3_%4_%5x%6%7.zip")
+        .arg(directory, QLatin1String(product.code))
+        .arg(grid.topRow)
+        .arg(grid.leftColumn)
+        .arg(grid.rows)
+        .arg(grid.columns)
+        .arg(withHeader ? QString() : QStringLiteral("_nohdr"));
+}
+
+void ArchiveStore::prepare(const ElevationProduct& product, const ExtractArea& area)
+{
+    const QString path = pathFor(product, area);
+    if (QFileInfo::exists(path) || waiting.contains(path))
+        return;
+    waiting.insert(path, {});
+    const ArchiveBuilder builder(product, area, withHeader);
+    qInfo().noquote() << QStringLiteral("building %1: %2 x %3 samples of %4")
+                             .arg(QFileInfo(path).fileName())
+                             .arg(builder.rasterGrid().columns)
+                             .arg(builder.rasterGrid().rows)
+                             .arg(QLatin1String(product.code));
+    auto* watcher = new QFutureWatcher<bool>(this);
+    connect(watcher, &QFutureWatcher<bool>::finished, this, [this, watcher, path] {
+        watcher->deleteLater();
+        finish(path, watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run(&builders, [this, builder, path] {
+        QElapsedTimer clock;
+        clock.start();
+        const QString part = path + QStringLiteral(".part");
+        const bool built = builder.write(part, stop) && QFile::rename(part, path);
+        if (built)
+            qInfo().noquote() << QStringLiteral("built %1 in %2 s, %3 bytes")
+                                     .arg(QFileInfo(path).fileName())
+                                     .arg(double(clock.elapsed()) / 1000, 0, 'f', 2)
+                                     .arg(QFileInfo(path).size());
+        else
+            QFile::remove(part);
+        return built;
+    }));
+}
+
+void ArchiveStore::fetch(const ElevationProduct& product, const ExtractArea& area, const ReadyHandler& ready)
+{
+    const QString path = pathFor(product, area);
+    if (QFileInfo::exists(path)) {
+        QTimer::singleShot(0, this, [ready, path] { ready(path); });
+        return;
+    }
+    prepare(product, area);
+    waiting[path].append(ready);
+}
+
+void ArchiveStore::finish(const QString& path, bool built)
+{
+    const QList<ReadyHandler> handlers = waiting.take(path);
+    if (!built)
+        qWarning().noquote() << QStringLiteral("could not build %1").arg(path);
+    for (const ReadyHandler& ready : handlers)
+        ready(built ? path : QString());
+}

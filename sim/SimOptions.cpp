@@ -1,0 +1,102 @@
+#include "SimOptions.h"
+
+#include <QCommandLineParser>
+#include <QRegularExpression>
+
+#include <cstdio>
+
+namespace {
+
+std::optional<SimOptions> failure(const QString& message)
+{
+    std::fprintf(stderr, "relka-sim: %s\nTry 'relka-sim --help'.\n", qPrintable(message));
+    return std::nullopt;
+}
+
+std::optional<int> number(const QCommandLineParser& parser, const QString& name, int minimum, int maximum)
+{
+    bool ok = false;
+    const int value = parser.value(name).toInt(&ok);
+    if (!ok || value < minimum || value > maximum)
+        return std::nullopt;
+    return value;
+}
+
+}
+
+std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Plays the three web services relka talks to (elevation extract service, map tile server, geocoder) "
+        "on one loopback address.\nPrints the actual host:port as the only line on standard output once it "
+        "accepts connections, logs every request on standard error, and runs until SIGTERM or SIGINT.\n\n"
+        "Paths: /Website/distreq/RequestSummary.jsp?...&AL=north,south,east,west&...&PL=product "
+        "(SM905HZ, SM305HZ, NED05HZ, ND305HZ, T1305HZ), /zoom/x/y.png, /demo.cgi?address=..."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({
+        { QStringLiteral("listen"),
+            QStringLiteral("Loopback address and port to listen on; port 0 picks a free one."),
+            QStringLiteral("address:port"), QStringLiteral("127.0.0.1:0") },
+        { QStringLiteral("wait-pages"),
+            QStringLiteral("Waiting pages (with a Refresh header) before the request summary page."),
+            QStringLiteral("count"), QStringLiteral("1") },
+        { QStringLiteral("refresh-seconds"), QStringLiteral("Seconds announced in the Refresh header."),
+            QStringLiteral("seconds"), QStringLiteral("2") },
+        { QStringLiteral("cache-dir"),
+            QStringLiteral("Keep built archives in this folder across runs (default: a temporary folder "
+                           "removed at exit)."),
+            QStringLiteral("directory") },
+        { QStringLiteral("fail-status"),
+            QStringLiteral("Answer every request whose path starts with prefix with this status, e.g. "
+                           "500:/Website. Repeatable."),
+            QStringLiteral("status:prefix") },
+        { QStringLiteral("drop-body"),
+            QStringLiteral("Close the connection after half of the body for paths starting with prefix. "
+                           "Repeatable."),
+            QStringLiteral("prefix") },
+        { QStringLiteral("slow-body"),
+            QStringLiteral("Send bodies of paths starting with prefix at this many bytes per second. "
+                           "Repeatable."),
+            QStringLiteral("rate:prefix") },
+        { QStringLiteral("download-buttons"),
+            QStringLiteral("Download buttons on the request summary page (0, 1 or 2)."), QStringLiteral("count"),
+            QStringLiteral("1") },
+        { QStringLiteral("form-without-action"),
+            QStringLiteral("Leave the ACTION attribute out of the download form.") },
+        { QStringLiteral("archive-without-hdr"), QStringLiteral("Leave the header entry (.hdr) out of archives.") },
+    });
+    parser.process(arguments);
+    if (!parser.positionalArguments().isEmpty())
+        return failure(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
+
+    SimOptions options;
+    static const QRegularExpression listenPattern(QStringLiteral("^\\[?([^\\]]+)\\]?:(\\d{1,5})$"));
+    const QRegularExpressionMatch listen = listenPattern.match(parser.value(QStringLiteral("listen")));
+    const QString host = listen.captured(1);
+    options.address = host == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost) : QHostAddress(host);
+    const int port = listen.captured(2).toInt();
+    if (!listen.hasMatch() || !options.address.isLoopback() || port > 65535)
+        return failure(QStringLiteral("--listen needs a loopback address and a port, e.g. 127.0.0.1:0"));
+    options.port = quint16(port);
+
+    const std::optional<int> waitPages = number(parser, QStringLiteral("wait-pages"), 0, 1000);
+    const std::optional<int> refreshSeconds = number(parser, QStringLiteral("refresh-seconds"), 0, 3600);
+    const std::optional<int> buttons = number(parser, QStringLiteral("download-buttons"), 0, 2);
+    if (!waitPages || !refreshSeconds || !buttons)
+        return failure(QStringLiteral("--wait-pages, --refresh-seconds and --download-buttons take a whole "
+                                      "number (0-1000, 0-3600, 0-2)"));
+    options.elevation = { *waitPages, *refreshSeconds, *buttons,
+        parser.isSet(QStringLiteral("form-without-action")) };
+    options.archiveWithoutHeader = parser.isSet(QStringLiteral("archive-without-hdr"));
+    options.cacheDirectory = parser.value(QStringLiteral("cache-dir"));
+
+    QString error = options.faults.addStatuses(parser.values(QStringLiteral("fail-status")));
+    if (error.isEmpty())
+        error = options.faults.addSlowBodies(parser.values(QStringLiteral("slow-body")));
+    if (!error.isEmpty())
+        return failure(error);
+    options.faults.addDrops(parser.values(QStringLiteral("drop-body")));
+    return options;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "ElevationService.h"
+#include "FaultSwitches.h"
+
+#include <QHostAddress>
+#include <QStringList>
+
+#include <optional>
+
+// Everything the command line sets. parse() prints help or an error itself.
+struct SimOptions {
+    QHostAddress address;
+    quint16 port = 0;
+    QString cacheDirectory;
+    bool archiveWithoutHeader = false;
+    ElevationSettings elevation;
+    FaultSwitches faults;
+
+    // Exits the process for --help and --version; returns nothing after
+    // writing an error to standard error.
+    static std::optional<SimOptions> parse(const QStringList& arguments);
+};

@@ -1,0 +1,67 @@
+#include "SimServer.h"
+
+#include "HttpConnection.h"
+
+#include <QTcpSocket>
+
+SimServer::SimServer(const SimOptions& options, QObject* parent)
+    : QObject(parent)
+    , options(options)
+    , archives(options.cacheDirectory, !options.archiveWithoutHeader)
+    , elevation(options.elevation, archives)
+{
+    connect(&server, &QTcpServer::newConnection, this, &SimServer::accept);
+}
+
+bool SimServer::listen()
+{
+    if (!archives.isUsable()) {
+        qCritical().noquote() << "relka-sim: no folder for the archives";
+        return false;
+    }
+    if (!server.listen(options.address, options.port)) {
+        qCritical().noquote() << QStringLiteral("relka-sim: cannot listen on %1:%2: %3")
+                                     .arg(options.address.toString())
+                                     .arg(options.port)
+                                     .arg(server.errorString());
+        return false;
+    }
+    return true;
+}
+
+QString SimServer::authority() const
+{
+    const QString host = server.serverAddress().toString();
+    const QString bracketed
+        = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol ? QStringLiteral("[%1]").arg(host) : host;
+    return QStringLiteral("%1:%2").arg(bracketed).arg(server.serverPort());
+}
+
+void SimServer::accept()
+{
+    while (QTcpSocket* socket = server.nextPendingConnection())
+        new HttpConnection(
+            socket, [this](const HttpRequest& request, const Responder& respond) { route(request, respond); }, this);
+}
+
+void SimServer::route(const HttpRequest& request, const Responder& respond)
+{
+    const QString path = request.path;
+    const Responder deliver = [this, path, respond](HttpResponse response) {
+        options.faults.applyDelivery(path, response);
+        respond(std::move(response));
+    };
+    if (request.method != "GET") {
+        HttpResponse response = HttpResponse::message(405, QStringLiteral("Only GET is served here."));
+        response.setHeader("Allow", "GET");
+        deliver(response);
+        return;
+    }
+    if (const std::optional<int> status = options.faults.statusFor(path)) {
+        deliver(HttpResponse::message(*status, QStringLiteral("Failure switched on for %1.").arg(path)));
+        return;
+    }
+    if (!elevation.answer(request, deliver) && !tiles.answer(request, deliver)
+        && !geocoder.answer(request, deliver))
+        deliver(HttpResponse::message(404, QStringLiteral("Nothing is served at %1.").arg(path)));
+}

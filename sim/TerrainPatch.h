@@ -1,0 +1,36 @@
+#pragma once
+
+#include "ExtractArea.h"
+
+#include <vector>
+
+// The simulated earth over one raster grid. Elevations are a fixed
+// function of latitude and longitude (a sum of plane waves of many lengths
+// and directions, squeezed into sea level to about 4,200 m), and voids are
+// discs placed by hashing a global cell grid, so every request for the same
+// place gets the same numbers and neighbouring rasters agree where they meet.
+class TerrainPatch
+{
+public:
+    explicit TerrainPatch(const RasterGrid& grid);
+
+    // Elevations in metres for one raster row; NaN marks a void sample.
+    // Safe to call from several threads at once.
+    void fillRow(int row, float* out) const;
+
+private:
+    struct Void {
+        double latitude;
+        double longitude;
+        double radius;
+    };
+
+    void collectVoids();
+
+    RasterGrid grid;
+    // Per column and wave, the longitude half of each wave, so a sample
+    // costs a few multiply-adds instead of a sine per wave.
+    std::vector<double> columnSines;
+    std::vector<double> columnCosines;
+    std::vector<Void> voids;
+};
