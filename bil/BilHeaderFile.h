@@ -27,7 +27,7 @@ public:
     // required value is missing.
     bool open(QIODevice::OpenMode mode) override;
 
-    // Applies one header line; false when the key (or a data type word) is
+    // Applies one key and value; false when the key (or a data type word) is
     // not recognised. Keys match by prefix in any letter case.
     bool insertEntry(QString key, const QString& value);
 
