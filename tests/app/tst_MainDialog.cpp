@@ -7,11 +7,6 @@
 #include <QSettings>
 #include <QTest>
 
-namespace {
-
-const QString area1 = QStringLiteral("1° (lon) by 0.5° (lat)");
-const QString area025 = QStringLiteral("0.25° (lon) by 0.125° (lat)");
-
 struct Rectangle
 {
     double north;
@@ -19,6 +14,12 @@ struct Rectangle
     double west;
     double east;
 };
+Q_DECLARE_METATYPE(Rectangle)
+
+namespace {
+
+const QString area1 = QStringLiteral("1° (lon) by 0.5° (lat)");
+const QString area025 = QStringLiteral("0.25° (lon) by 0.125° (lat)");
 
 Rectangle rectangleOf(const MainDialog& dialog)
 {
@@ -59,8 +60,8 @@ private slots:
     void clearLabel();
     void addMessageWritesLog();
 
-    void settingsAcceptedRecentresAndReloadsVerbose();
-    void settingsCancelledChangesNothing();
+    void settings_data();
+    void settings();
     void settingsButtonOpensDialog();
 };
 
@@ -110,32 +111,9 @@ void TestMainDialog::form()
     MainDialog dialog;
     QCOMPARE(dialog.objectName(), QStringLiteral("MainDialog"));
     QCOMPARE(dialog.windowTitle(), QStringLiteral("Relka - OSM & SRTM Data"));
-    QVERIFY(!dialog.windowIcon().isNull());
+    QVERIFY(dialog.windowIcon().pixmap(64).width() == 64);
     QVERIFY(dialog.windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
     QVERIFY(dialog.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
-
-    for (QDoubleSpinBox* box : { dialog.doubleSpinBoxNorth, dialog.doubleSpinBoxSouth }) {
-        QCOMPARE(box->decimals(), 5);
-        QCOMPARE(box->minimum(), -90.0);
-        QCOMPARE(box->maximum(), 90.0);
-    }
-    for (QDoubleSpinBox* box : { dialog.doubleSpinBoxWest, dialog.doubleSpinBoxEast }) {
-        QCOMPARE(box->decimals(), 5);
-        QCOMPARE(box->minimum(), -180.0);
-        QCOMPARE(box->maximum(), 180.0);
-    }
-
-    QCOMPARE(dialog.progressBarOverall->orientation(), Qt::Vertical);
-    QCOMPARE(dialog.progressBarOverall->maximum(), 1);
-    QVERIFY(!dialog.progressBarOverall->isTextVisible());
-    QCOMPARE(dialog.progressBarMerging->maximum(), 100);
-    QVERIFY(!dialog.progressBarMerging->isTextVisible());
-    QVERIFY(dialog.labelTextureFiles->font().bold());
-    QVERIFY(!dialog.labelTiling->isEnabled());
-    QCOMPARE(dialog.pushButtonGeocode->whatsThis(),
-        QStringLiteral("Get the geographical coordinates from the address given.\n\nThe download area has the "
-                       "given address in the center.\n\nThe size of the download area is specified in the "
-                       "\"Settings\" dialog."));
 
     const QList<QWidget*> order { dialog.lineEditAddress, dialog.pushButtonGeocode, dialog.pushButtonSettings,
         dialog.doubleSpinBoxNorth, dialog.doubleSpinBoxWest, dialog.doubleSpinBoxEast, dialog.doubleSpinBoxSouth,
@@ -261,45 +239,47 @@ void TestMainDialog::addMessageWritesLog()
     QVERIFY(log.readAll().endsWith(": Seamless: 40.5\xb0\r\n"));
 }
 
-void TestMainDialog::settingsAcceptedRecentresAndReloadsVerbose()
+void TestMainDialog::settings_data()
 {
-    SettingsStore::setDownloadArea(area1);
-    MainDialog dialog;
-    dialog.setDownloadAreaWidth(area1, 40.4375, -104.875);
+    QTest::addColumn<QDialogButtonBox::StandardButton>("button");
+    QTest::addColumn<QString>("chosenArea");
+    QTest::addColumn<QString>("storedArea");
+    QTest::addColumn<bool>("verbose");
+    QTest::addColumn<Rectangle>("rectangle");
 
-    ModalAnswer<SettingsDialog> answer([](SettingsDialog* settings) {
-        settings->comboBoxDownloadArea->setCurrentText(area025);
-        settings->checkBoxVerbose->setChecked(true);
-        settings->buttonBox->button(QDialogButtonBox::Ok)->click();
-    });
-    dialog.slotSettings();
-
-    QVERIFY(answer.answered());
-    QCOMPARE(SettingsStore::downloadArea(), area025);
-    compareRectangle(dialog, { 40.5, 40.375, -105.0, -104.75 });
-    QCOMPARE(dialog.doubleSpinBoxWest->singleStep(), 0.25);
-    QVERIFY(dialog.isVerbose());
-    QVERIFY(dialog.findChildren<SettingsDialog*>().isEmpty());
+    QTest::newRow("accepted: same centre, new size")
+        << QDialogButtonBox::Ok << area025 << area025 << true << Rectangle { 40.5, 40.375, -105.0, -104.75 };
+    QTest::newRow("accepted unchanged: rectangle kept")
+        << QDialogButtonBox::Ok << area1 << area1 << true << Rectangle { 40.6875, 40.1875, -105.375, -104.375 };
+    QTest::newRow("cancelled: nothing changes")
+        << QDialogButtonBox::Cancel << area025 << area1 << false << Rectangle { 40.6875, 40.1875, -105.375, -104.375 };
 }
 
-void TestMainDialog::settingsCancelledChangesNothing()
+void TestMainDialog::settings()
 {
+    QFETCH(QDialogButtonBox::StandardButton, button);
+    QFETCH(QString, chosenArea);
+    QFETCH(QString, storedArea);
+    QFETCH(bool, verbose);
+    QFETCH(Rectangle, rectangle);
+
     SettingsStore::setDownloadArea(area1);
     MainDialog dialog;
     dialog.setDownloadAreaWidth(area1, 40.4375, -104.875);
 
-    ModalAnswer<SettingsDialog> answer([](SettingsDialog* settings) {
-        settings->comboBoxDownloadArea->setCurrentText(area025);
+    ModalAnswer<SettingsDialog> answer([&](SettingsDialog* settings) {
+        settings->comboBoxDownloadArea->setCurrentText(chosenArea);
         settings->checkBoxVerbose->setChecked(true);
-        settings->buttonBox->button(QDialogButtonBox::Cancel)->click();
+        settings->buttonBox->button(button)->click();
     });
     dialog.slotSettings();
 
     QVERIFY(answer.answered());
-    QCOMPARE(SettingsStore::downloadArea(), area1);
-    QVERIFY(!SettingsStore::verbose());
-    compareRectangle(dialog, { 40.6875, 40.1875, -105.375, -104.375 });
-    QVERIFY(!dialog.isVerbose());
+    QCOMPARE(SettingsStore::downloadArea(), storedArea);
+    QCOMPARE(SettingsStore::verbose(), verbose);
+    QCOMPARE(dialog.isVerbose(), verbose);
+    compareRectangle(dialog, rectangle);
+    QCOMPARE(dialog.doubleSpinBoxWest->singleStep(), MainDialog::downloadAreaWidth(storedArea));
     QVERIFY(dialog.findChildren<SettingsDialog*>().isEmpty());
 }
 

@@ -65,11 +65,9 @@ void TestSettingsDialog::form()
     QCOMPARE(dialog.labelWorkingDirectory->buddy(), dialog.lineEditWorkingDirectory);
     for (QRadioButton* radio : { dialog.radioButtonPalette1, dialog.radioButtonPalette2 }) {
         QVERIFY(radio->text().isEmpty());
-        QVERIFY(!radio->icon().isNull());
+        QVERIFY(!radio->icon().pixmap(radio->iconSize()).isNull());
         QCOMPARE(radio->iconSize(), QSize(240, 16));
     }
-    QCOMPARE(dialog.spinBoxMinimum->minimum(), -1000000);
-    QCOMPARE(dialog.spinBoxMaximum->maximum(), 10000000);
 }
 
 void TestSettingsDialog::loadsDefaults()
