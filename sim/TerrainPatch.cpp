@@ -1,5 +1,7 @@
 #include "TerrainPatch.h"
 
+#include "StableHash.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,6 +11,9 @@
 
 namespace {
 
+using StableHash::mix;
+using StableHash::unit;
+
 constexpr int octaves = 8;
 constexpr int wavesPerOctave = 3;
 constexpr int waveCount = octaves * wavesPerOctave;
@@ -16,19 +21,6 @@ constexpr double voidCellDegrees = 0.05;
 constexpr double voidChance = 0.25;
 constexpr double smallestVoidSeconds = 0.6;
 constexpr double largestVoidSeconds = 40.0;
-
-std::uint64_t mix(std::uint64_t x)
-{
-    x += 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
-}
-
-double unit(std::uint64_t bits)
-{
-    return double(bits >> 11) / double(1ull << 53);
-}
 
 struct Wave {
     double amplitude;

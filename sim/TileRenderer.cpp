@@ -1,5 +1,7 @@
 #include "TileRenderer.h"
 
+#include "StableHash.h"
+
 #include <QPainter>
 
 #include <cstdint>
@@ -7,25 +9,15 @@
 
 namespace {
 
+using StableHash::mix;
+using StableHash::unit;
+
 constexpr int blockSize = 64;
 constexpr int margin = 8;
-
-std::uint64_t mix(std::uint64_t x)
-{
-    x += 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
-}
 
 std::uint64_t hash(int zoom, qint64 a, qint64 b, int salt)
 {
     return mix(mix(mix(std::uint64_t(zoom) * 131 + std::uint64_t(salt)) ^ std::uint64_t(a)) ^ std::uint64_t(b));
-}
-
-double unit(std::uint64_t bits)
-{
-    return double(bits >> 11) / double(1ull << 53);
 }
 
 // The texture step stretches each channel to (c - 128) * 2 before it
