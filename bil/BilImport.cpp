@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QImageReader>
 #include <QLabel>
 #include <QPixmap>
 #include <QProgressBar>
@@ -45,8 +46,8 @@ double roundedToMillionths(double c)
     return c < 0 ? -std::trunc(-c / millionth + 0.5) * millionth : std::trunc(c / millionth + 0.5) * millionth;
 }
 
-// Limits v to the 24-bit range and rounds half away from zero, as
-// ElevationImage::setElevation would store it; NaN is stored as 0 there too.
+// Rounds half away from zero, as ElevationImage::setElevation stores a
+// value; NaN is stored as 0 there too.
 int storedValue(double v)
 {
     if (std::isnan(v))
@@ -59,22 +60,33 @@ double limited(double v)
     return std::clamp(v, double(ElevationImage::minimumValue), double(ElevationImage::maximumValue));
 }
 
-// Writes e in the elevation encoding into one Format_RGB888 pixel.
+// The elevation images are walked as Format_RGB888 rows, three bytes a pixel.
 void putPixel(uchar* pixel, int e)
 {
-    pixel[0] = static_cast<uchar>(e >> 16);
-    pixel[1] = static_cast<uchar>(e >> 8);
-    pixel[2] = static_cast<uchar>(e);
+    const QRgb rgb = ElevationImage::encode(e);
+    pixel[0] = static_cast<uchar>(qRed(rgb));
+    pixel[1] = static_cast<uchar>(qGreen(rgb));
+    pixel[2] = static_cast<uchar>(qBlue(rgb));
 }
 
 bool isNodataPixel(const uchar* pixel)
 {
-    return pixel[0] == 0x80 && pixel[1] == 0 && pixel[2] == 0;
+    return ElevationImage::decode(qRgb(pixel[0], pixel[1], pixel[2])) == nodataMarker;
 }
 
 void processEvents()
 {
     QCoreApplication::processEvents();
+}
+
+// The work files are read back (here and by the NODATA filling) as 32-bit
+// images; those of the largest rasters exceed Qt's default limit on the size
+// of a decoded image. The limit is only ever raised.
+void allowLoading(int width, int height)
+{
+    const qint64 megabytes = qint64(width) * height * 4 / (1024 * 1024) + 1;
+    if (QImageReader::allocationLimit() > 0 && megabytes > QImageReader::allocationLimit())
+        QImageReader::setAllocationLimit(static_cast<int>(std::min<qint64>(megabytes, INT_MAX)));
 }
 
 } // namespace
@@ -116,9 +128,12 @@ class BilImport::SampleConverter
 public:
     explicit SampleConverter(const BilHeaderFile& header)
         : bytes(header.nbits / 8)
-        , bigEndian(header.byteOrder.toLower() == QLatin1String("motorola") || header.byteOrder.toLower() == QLatin1String("m"))
+        , bigEndian(header.byteOrder.toLower() == QLatin1String("motorola")
+              || header.byteOrder.toLower() == QLatin1String("m"))
         , statMax(header.statMax)
-        , nodata16Set(header.nodataSet && std::trunc(header.nodata) >= SHRT_MIN && std::trunc(header.nodata) <= SHRT_MAX)
+        // A NODATA value no 16-bit sample can hold matches none.
+        , nodata16Set(
+              header.nodataSet && std::trunc(header.nodata) >= SHRT_MIN && std::trunc(header.nodata) <= SHRT_MAX)
         , nodata16(nodata16Set ? static_cast<qint16>(header.nodata) : 0)
         , nodata32Set(header.nodataSet)
         , nodata32(static_cast<float>(header.nodata))
@@ -132,22 +147,13 @@ public:
             convertRow<1>(samples, count, pixels,
                 [this](const uchar* p) { return *p > statMax ? *p - 256 : int(*p); }, [](int) { return false; });
             break;
-        case 2: {
-            const auto isNodata = [this](qint16 s) { return nodata16Set && s == nodata16; };
-            if (bigEndian)
-                convertRow<2>(samples, count, pixels, [](const uchar* p) { return qFromBigEndian<qint16>(p); }, isNodata);
-            else
-                convertRow<2>(samples, count, pixels, [](const uchar* p) { return qFromLittleEndian<qint16>(p); }, isNodata);
+        case 2:
+            convertOrdered<qint16>(
+                samples, count, pixels, [this](qint16 s) { return nodata16Set && s == nodata16; });
             break;
-        }
-        case 4: {
-            const auto isNodata = [this](float s) { return nodata32Set && s == nodata32; };
-            if (bigEndian)
-                convertRow<4>(samples, count, pixels, [](const uchar* p) { return qFromBigEndian<float>(p); }, isNodata);
-            else
-                convertRow<4>(samples, count, pixels, [](const uchar* p) { return qFromLittleEndian<float>(p); }, isNodata);
+        case 4:
+            convertOrdered<float>(samples, count, pixels, [this](float s) { return nodata32Set && s == nodata32; });
             break;
-        }
         }
     }
 
@@ -155,6 +161,18 @@ public:
     double maximum = -floatMaximum;
 
 private:
+    // Samples of type T in the raster's byte order.
+    template <typename T, typename IsNodata>
+    void convertOrdered(const uchar* samples, int count, uchar* pixels, IsNodata isNodata)
+    {
+        if (bigEndian)
+            convertRow<sizeof(T)>(
+                samples, count, pixels, [](const uchar* p) { return qFromBigEndian<T>(p); }, isNodata);
+        else
+            convertRow<sizeof(T)>(
+                samples, count, pixels, [](const uchar* p) { return qFromLittleEndian<T>(p); }, isNodata);
+    }
+
     template <int Bytes, typename Read, typename IsNodata>
     void convertRow(const uchar* samples, int count, uchar* pixels, Read read, IsNodata isNodata)
     {
@@ -219,6 +237,7 @@ bool BilImport::importBil()
     if (!findDataOffset(dataFile, dataOffset))
         return false;
 
+    allowLoading(window.imageWidth, window.imageHeight);
     ElevationImage image(window.imageWidth, window.imageHeight, QImage::Format_RGB888);
     SampleConverter converter(header);
     readRaster(dataFile, window, dataOffset, converter, image);
@@ -294,8 +313,11 @@ void BilImport::readRaster(
 
 void BilImport::showPreview(const QImage& image, double cosLat)
 {
-    previewImage = image.scaled(truncated(image.width() * cosLat), image.height(), Qt::IgnoreAspectRatio,
-                            Qt::SmoothTransformation)
+    // Smooth scaling works on 32-bit pixels: converting once here spares a
+    // conversion there and back in each of the two steps.
+    previewImage = image.convertToFormat(QImage::Format_RGB32)
+                       .scaled(truncated(image.width() * cosLat), image.height(), Qt::IgnoreAspectRatio,
+                           Qt::SmoothTransformation)
                        .scaled(previewLabel->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
     previewLabel->setPixmap(QPixmap::fromImage(previewImage));
 }

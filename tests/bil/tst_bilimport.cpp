@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QImageReader>
 #include <QLabel>
 #include <QProgressBar>
 #include <QTemporaryDir>
@@ -95,6 +96,7 @@ private slots:
     void missingInputs();
     void failedSaves();
     void previewIsScaledToTheLabel();
+    void imagesBeyondTheReaderLimit();
 
 private:
     QString base() const { return directory->filePath(QStringLiteral("r")); }
@@ -387,6 +389,23 @@ void TestBilImport::previewIsScaledToTheLabel()
     // 100 x 100 pixels narrowed by cos(41°) to 75 x 100, then fitted into 200 x 200.
     QCOMPARE(run.previewImage.size(), QSize(150, 200));
     QCOMPARE(run.preview.pixmap().size(), QSize(150, 200));
+}
+
+void TestBilImport::imagesBeyondTheReaderLimit()
+{
+    // Qt refuses to decode images beyond a limit (128 MB by default, less
+    // than the largest rasters need); here it is lowered to 1 MB instead.
+    const int defaultLimit = QImageReader::allocationLimit();
+    QImageReader::setAllocationLimit(1);
+    QList<double> samples(701 * 701, 20.0);
+    samples[350 * 701 + 350] = -1;
+    RasterFixture(701, 701, 16, samples).nodata(-1).write(base());
+
+    ImportRun run;
+    const bool imported = run.run(base());
+    QImageReader::setAllocationLimit(defaultLimit);
+    QVERIFY(imported);
+    QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(700 * 700, 20 * 256));
 }
 
 QTEST_MAIN(TestBilImport)
