@@ -1,9 +1,20 @@
 #include "ImageProcessor.h"
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
 #include <algorithm>
+
+namespace {
+
+// Longest time a fill goes without processing events.
+constexpr int eventIntervalMs = 20;
+
+} // namespace
 
 ImageProcessor::ImageProcessor(const QImage& image)
     : image(withArgbPixels(image))
+    , paintedRows(std::max(0, image.height()))
 {
 }
 
@@ -24,6 +35,22 @@ bool ImageProcessor::matches(QRgb pixel) const
         && blue <= blueMax;
 }
 
+const QRgb* ImageProcessor::line(int row) const
+{
+    const std::vector<QRgb>& painted = paintedRows[row];
+    return painted.empty() ? reinterpret_cast<const QRgb*>(image.constScanLine(row)) : painted.data();
+}
+
+QRgb* ImageProcessor::paintedLine(int row)
+{
+    std::vector<QRgb>& painted = paintedRows[row];
+    if (painted.empty()) {
+        const QRgb* original = reinterpret_cast<const QRgb*>(image.constScanLine(row));
+        painted.assign(original, original + image.width());
+    }
+    return painted.data();
+}
+
 void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned int fillColor, int tolerance)
 {
     spotPoints.clear();
@@ -37,42 +64,23 @@ void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned
     this->fillColor = fillColor;
     this->tolerance = tolerance;
 
-    if (!image.valid(x, y) || !matches(image.pixel(x, y)))
+    if (!image.valid(x, y) || !matches(line(y)[x]))
         return;
 
-    const int width = image.width();
-    const int height = image.height();
-    // A plain first-in, first-out queue: every point stays in the vector and
-    // head walks past the ones taken.
-    std::vector<QPoint> queue { QPoint(x, y) };
-    for (std::size_t head = 0; head < queue.size(); ++head) {
-        const QPoint point = queue[head];
-        const int row = point.y();
-        QRgb* line = reinterpret_cast<QRgb*>(image.scanLine(row));
-        // Points are queued once per neighbouring span, so many were filled
+    QElapsedTimer sinceEvents;
+    sinceEvents.start();
+    queue.assign(1, { y, x, x });
+    for (queueHead = 0; queueHead < queue.size(); ++queueHead) {
+        const Run run = queue[queueHead];
+        // Pixels are queued once per neighbouring span, so many were filled
         // since they were queued.
-        if (!matches(line[point.x()]))
-            continue;
-
-        int left = point.x();
-        while (left > 0 && matches(line[left - 1]))
-            --left;
-        if (left > 0)
-            borderPoints.append(QPoint(left - 1, row));
-        int right = point.x();
-        while (right < width - 1 && matches(line[right + 1]))
-            ++right;
-        if (right < width - 1)
-            borderPoints.append(QPoint(right + 1, row));
-
-        for (int column = left; column <= right; ++column) {
-            line[column] = fillColor;
-            spotPoints.append(QPoint(column, row));
+        for (int column = run.first; column <= run.last; ++column)
+            if (matches(line(run.row)[column]))
+                fillSpan(column, run.row);
+        if (sinceEvents.elapsed() >= eventIntervalMs) {
+            QCoreApplication::processEvents();
+            sinceEvents.restart();
         }
-        if (row >= 1)
-            scanNeighbourRow(row - 1, left, right, queue);
-        if (row < height - 1)
-            scanNeighbourRow(row + 1, left, right, queue);
     }
 
     if (!borderPoints.isEmpty()) {
@@ -81,14 +89,48 @@ void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned
     }
 }
 
-void ImageProcessor::scanNeighbourRow(int row, int left, int right, std::vector<QPoint>& queue)
+// Fills the span of matching pixels through (x, row) and queues the matching
+// pixels above and below it.
+void ImageProcessor::fillSpan(int x, int row)
 {
-    const QRgb* line = reinterpret_cast<const QRgb*>(image.constScanLine(row));
+    const int width = image.width();
+    QRgb* pixels = paintedLine(row);
+    int left = x;
+    while (left > 0 && matches(pixels[left - 1]))
+        --left;
+    if (left > 0)
+        borderPoints.append(QPoint(left - 1, row));
+    int right = x;
+    while (right < width - 1 && matches(pixels[right + 1]))
+        ++right;
+    if (right < width - 1)
+        borderPoints.append(QPoint(right + 1, row));
+
+    std::fill(pixels + left, pixels + right + 1, fillColor);
+    const qsizetype filled = spotPoints.size();
+    spotPoints.resize(filled + right - left + 1);
+    for (int column = left; column <= right; ++column)
+        spotPoints[filled + column - left] = QPoint(column, row);
+
+    if (row >= 1)
+        scanNeighbourRow(row - 1, left, right);
+    if (row < image.height() - 1)
+        scanNeighbourRow(row + 1, left, right);
+}
+
+void ImageProcessor::scanNeighbourRow(int row, int left, int right)
+{
+    const QRgb* pixels = line(row);
     for (int column = left; column <= right; ++column) {
-        const QRgb pixel = line[column];
-        if (matches(pixel))
-            queue.push_back(QPoint(column, row));
-        else if (((pixel ^ fillColor) & 0xFFFFFFu) != 0)
+        const QRgb pixel = pixels[column];
+        if (matches(pixel)) {
+            // Consecutive matching pixels extend the run queued last.
+            if (queue.size() - 1 > queueHead && queue.back().row == row && queue.back().last == column - 1)
+                queue.back().last = column;
+            else
+                queue.push_back({ row, column, column });
+        } else if (((pixel ^ fillColor) & 0xFFFFFFu) != 0) {
             borderPoints.append(QPoint(column, row));
+        }
     }
 }

@@ -12,13 +12,15 @@
 // A scan-line flood fill over a private copy of an image. One fill collects
 // the 4-connected area of pixels matching a colour around a start pixel and
 // the pixels bordering it; the area is painted in the copy, so a later fill
-// started inside it finds nothing.
+// started inside it finds nothing. The copy is made row by row as rows are
+// painted: a large mask with a few small holes costs only those rows.
 class ImageProcessor : public QObject
 {
 public:
     explicit ImageProcessor(const QImage& image);
 
     // fillColor must lie outside the matched range, or the fill never ends.
+    // A large fill processes pending events every few milliseconds.
     void floodFill2(int x, int y, unsigned int targetColor, unsigned int fillColor, int tolerance);
 
     // The 32-bit pixel layout both the fill and its callers walk with scan
@@ -32,10 +34,28 @@ public:
     QList<QPoint> borderPoints;
 
 private:
-    bool matches(QRgb pixel) const;
-    void scanNeighbourRow(int row, int left, int right, std::vector<QPoint>& queue);
+    // Pixels of one row from first to last, queued in one go; they are taken
+    // one by one in that order, as if each had been queued on its own.
+    struct Run {
+        int row;
+        int first;
+        int last;
+    };
 
+    bool matches(QRgb pixel) const;
+    const QRgb* line(int row) const;
+    QRgb* paintedLine(int row);
+    void fillSpan(int x, int row);
+    void scanNeighbourRow(int row, int left, int right);
+
+    // Shared with the caller's image and never written; painted rows live
+    // in paintedRows.
     QImage image;
+    std::vector<std::vector<QRgb>> paintedRows;
+    // Runs waiting to be filled, first in, first out: the one at queueHead
+    // is being filled, those before it are done.
+    std::vector<Run> queue;
+    std::size_t queueHead = 0;
     int redMin = 0;
     int redMax = 0;
     int greenMin = 0;
