@@ -28,8 +28,11 @@ class QNetworkReply;
 //            finishes with error = true and drops every queued operation
 //            without a report. An HTTP error status is a normal answer.
 //   aborted  abort() finishes the started operation with error = true before
-//            it returns and drops the queued ones without a report.
-// All other signals come from the event loop, never from inside a call.
+//            it returns and drops the queued ones without a report; with
+//            nothing started it only empties the queue.
+// All other signals come from the event loop, never from inside a call. The
+// next operation is due as soon as requestFinished is emitted, so a slot that
+// runs a nested event loop may see it start.
 //
 // Ids come from one counter shared by every client of the process, so the
 // ids of different clients never collide.

@@ -173,7 +173,7 @@ void TestHttpServer::writeBody(QTcpSocket* socket, const Response& response, qin
     offset += piece.size();
     if (offset < end) {
         QTimer::singleShot(response.pieceDelayMs, this, [this, guard = QPointer(socket), response, offset] {
-            if (guard)
+            if (guard && guard->state() == QAbstractSocket::ConnectedState)
                 writeBody(guard, response, offset);
         });
         return;
