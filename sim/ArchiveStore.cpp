@@ -12,7 +12,8 @@
 
 ArchiveStore::ArchiveStore(const QString& directory, bool withHeader, QObject* parent)
     : QObject(parent)
-    , directory(directory.isEmpty() ? temporary.path() : directory)
+    , temporary(directory.isEmpty() ? std::make_unique<QTemporaryDir>() : nullptr)
+    , directory(temporary ? temporary->path() : directory)
     , withHeader(withHeader)
 {
     builders.setMaxThreadCount(1);

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 
 // Finished archives on disk, keyed by product and raster grid, and the
 // builds under way. A build runs on a worker thread; everyone who asks for
@@ -39,7 +40,7 @@ private:
     QString pathFor(const ElevationProduct& product, const ExtractArea& area) const;
     void finish(const QString& path, bool built);
 
-    QTemporaryDir temporary;
+    std::unique_ptr<QTemporaryDir> temporary;
     QString directory;
     bool withHeader;
     std::atomic_bool stop { false };

@@ -47,7 +47,8 @@ void HttpConnection::readInput()
     }
     const QByteArray head = input.left(end);
     input.remove(0, end + 4);
-    requestLine = head.left(head.indexOf('\r'));
+    const qsizetype lineEnd = head.indexOf("\r\n");
+    requestLine = lineEnd < 0 ? head : head.left(lineEnd);
     answering = true;
     const quint64 number = ++requestCount;
     const std::optional<HttpRequest> request = HttpRequest::fromHead(head);

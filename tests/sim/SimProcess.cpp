@@ -29,8 +29,12 @@ SimProcess::~SimProcess()
 {
     if (child.state() == QProcess::NotRunning)
         return;
-    child.kill();
-    child.waitForFinished(5000);
+    // SIGTERM first: the simulator then removes its archive folder.
+    child.terminate();
+    if (!child.waitForFinished(5000)) {
+        child.kill();
+        child.waitForFinished(5000);
+    }
 }
 
 QString SimProcess::executable()

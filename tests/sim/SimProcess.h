@@ -10,7 +10,8 @@
 #include <QUrl>
 
 // A running relka-sim for one test: started with the given options on a
-// free loopback port, killed when the object goes.
+// free loopback port, stopped when the object goes (killed if it does not
+// end by itself).
 class SimProcess
 {
 public:
