@@ -9,7 +9,8 @@
 
 // Writes a small BIL raster for the import tests: the data file (".bil")
 // and a header (".hdr"), optionally a world file (".blw") and a statistics
-// file (".stx"). Samples are given top row first, each row left to right.
+// file (".stx"). Samples are given top row first, each row left to right;
+// fewer samples than rows × cols make a data file that ends early.
 class RasterFixture
 {
 public:

@@ -136,6 +136,8 @@ void TestBilImport::samples_data()
     QTest::newRow("32-bit float big-endian")
         << 32 << "M" << be << QList<double> { 0.001953125, -0.001953125, 9, 8848.86, -10.4, 9, 9, 9, 9 }
         << QList<int> { 1, -1, 2265308, -2662 };
+    QTest::newRow("short data file") << 16 << "I" << le << QList<double> { 5, 6, 7, 8 }
+                                     << QList<int> { 1280, 1536, 2048, 0 };
 }
 
 void TestBilImport::samples()
