@@ -224,7 +224,6 @@ bool BilImport::importBil()
     }
     BilHeaderFile header(baseName + QStringLiteral(".hdr"));
     if (!header.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        dataFile.close();
         addMessage(tr("Seamless error: importBIL() could not read %1").arg(header.fileName()));
         return false;
     }
@@ -302,10 +301,10 @@ void BilImport::readRaster(
         progressBarReading->setValue(i + 1);
         const qint64 offset = window.rowOffset(window.bottomRow - i) + dataOffset;
         const qint64 got = offset >= 0 && dataFile.seek(offset)
-            ? dataFile.read(reinterpret_cast<char*>(row.data()), rowBytes)
+            ? std::max<qint64>(dataFile.read(reinterpret_cast<char*>(row.data()), rowBytes), 0)
             : 0;
         // Samples beyond the end of a short file read as 0.
-        std::memset(row.data() + std::max<qint64>(got, 0), 0, rowBytes - std::max<qint64>(got, 0));
+        std::memset(row.data() + got, 0, rowBytes - got);
         converter.convert(row.data(), width, image.scanLine(height - 1 - i));
         processEvents();
     }
