@@ -105,8 +105,8 @@ public:
         // A fixed date keeps archives of the same request byte-identical.
         zip_fileinfo info {};
         info.tmz_date = { 0, 0, 12, 1, 5, 2009 };
-        return zipOpenNewFileInZip2(zip, QFile::encodeName(name).constData(), &info, nullptr, 0, nullptr, 0, nullptr,
-                   Z_DEFLATED, compressionLevel, raw ? 1 : 0)
+        return zipOpenNewFileInZip2(zip, QFile::encodeName(name).constData(), &info, nullptr, 0, nullptr, 0,
+                   nullptr, Z_DEFLATED, compressionLevel, raw ? 1 : 0)
             == ZIP_OK;
     }
     bool append(const char* data, qint64 size)
@@ -114,7 +114,10 @@ public:
         return zipWriteInFileInZip(zip, data, unsigned(size)) == ZIP_OK;
     }
     bool end() { return zipCloseFileInZip(zip) == ZIP_OK; }
-    bool endRaw(qint64 size, uLong checksum) { return zipCloseFileInZipRaw(zip, uLong(size), checksum) == ZIP_OK; }
+    bool endRaw(qint64 size, uLong checksum)
+    {
+        return zipCloseFileInZipRaw(zip, uLong(size), checksum) == ZIP_OK;
+    }
     bool entry(const QString& name, const QByteArray& data)
     {
         return begin(name) && append(data.constData(), data.size()) && end();
@@ -137,12 +140,14 @@ void encodeRow(
         const float value = values[c];
         const bool isVoid = std::isnan(value);
         if (product.dialect == ElevationProduct::Dialect::Esri) {
-            const qint16 sample = isVoid ? qint16(-32768) : qint16(std::clamp(std::lround(value), -32767L, 32767L));
+            const qint16 sample
+                = isVoid ? qint16(-32768) : qint16(std::clamp(std::lround(value), -32767L, 32767L));
             if (!isVoid)
                 statistics.add(sample);
             product.bigEndian ? qToBigEndian(sample, out + 2 * c) : qToLittleEndian(sample, out + 2 * c);
         } else {
-            const float sample = isVoid ? float(product.nodata()) : std::round(value * floatResolution) / floatResolution;
+            const float sample
+                = isVoid ? float(product.nodata()) : std::round(value * floatResolution) / floatResolution;
             if (!isVoid)
                 statistics.add(sample);
             product.bigEndian ? qToBigEndian(sample, out + 4 * c) : qToLittleEndian(sample, out + 4 * c);
@@ -205,9 +210,11 @@ bool ArchiveBuilder::write(const QString& path, const std::atomic_bool& stop) co
         if (stop)
             return false;
         std::vector<int> starts;
-        for (int row = firstRow; row < std::min(grid.rows, firstRow + blockRows * blocksAtOnce); row += blockRows)
+        for (int row = firstRow; row < std::min(grid.rows, firstRow + blockRows * blocksAtOnce);
+             row += blockRows)
             starts.push_back(row);
-        for (const DeflatedBlock& block : QtConcurrent::blockingMapped<QList<DeflatedBlock>>(starts, deflateBlock)) {
+        for (const DeflatedBlock& block :
+            QtConcurrent::blockingMapped<QList<DeflatedBlock>>(starts, deflateBlock)) {
             if (!zip.append(block.data.constData(), block.data.size()))
                 return false;
             checksum = crc32_combine(checksum, block.checksum, z_off_t(block.size));
@@ -215,7 +222,8 @@ bool ArchiveBuilder::write(const QString& path, const std::atomic_bool& stop) co
             total.add(block.statistics);
         }
     }
-    return zip.endRaw(size, checksum) && zip.entry(product.entryName(name, QStringLiteral("blw")), sideFiles.worldFile())
+    return zip.endRaw(size, checksum)
+        && zip.entry(product.entryName(name, QStringLiteral("blw")), sideFiles.worldFile())
         && zip.entry(product.entryName(name, QStringLiteral("stx")), sideFiles.statistics(total.summary()))
         && zip.entry(product.entryName(name, QStringLiteral("prj")), sideFiles.projection())
         && zip.entry(product.metadataEntry(name), sideFiles.metadataPage()) && zip.close();

@@ -10,11 +10,12 @@ const ElevationProduct products[] = {
     { "SM905HZ", "SRTM 3 arc second, finished", 1200, Dialect::Esri, true, false, true, false, "meta1.html" },
     { "SM305HZ", "SRTM 1 arc second, finished (U.S. only)", 3600, Dialect::Esri, false, true, false, false,
         "METADATA.HTM" },
-    { "NED05HZ", "National Elevation Dataset 1 arc second", 3600, Dialect::GridFloat, false, false, false, true,
-        nullptr },
+    { "NED05HZ", "National Elevation Dataset 1 arc second", 3600, Dialect::GridFloat, false, false, false,
+        true, nullptr },
     { "ND305HZ", "National Elevation Dataset 1/3 arc second", 10800, Dialect::GridFloat, false, false, false,
         true, nullptr },
-    { "T1305HZ", "Topographic change: NED 2003 DEM", 3600, Dialect::Labelled, false, false, false, true, nullptr },
+    { "T1305HZ", "Topographic change: NED 2003 DEM", 3600, Dialect::Labelled, false, false, false, true,
+        nullptr },
 };
 
 }

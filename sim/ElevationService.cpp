@@ -37,16 +37,16 @@ std::optional<ElevationService::Order> ElevationService::orderFrom(
 {
     const ElevationProduct* product = ElevationProduct::find(productCode);
     const std::optional<ExtractArea> area = ExtractArea::fromText(areaText);
-    if (!product || !area
-        || RasterGrid::covering(*area, product->samplesPerDegree).samples() > sampleLimit)
+    if (!product || !area || RasterGrid::covering(*area, product->samplesPerDegree).samples() > sampleLimit)
         return std::nullopt;
     return Order { product, *area };
 }
 
 QString ElevationService::archiveName(const Order& order)
 {
-    return QStringLiteral("%1_%2.zip").arg(QLatin1String(order.product->code),
-        QString(order.area.text).replace(QLatin1Char(','), QLatin1Char('_')));
+    return QStringLiteral("%1_%2.zip")
+        .arg(QLatin1String(order.product->code),
+            QString(order.area.text).replace(QLatin1Char(','), QLatin1Char('_')));
 }
 
 HttpResponse ElevationService::summary(const HttpRequest& request)
@@ -56,8 +56,9 @@ HttpResponse ElevationService::summary(const HttpRequest& request)
     const std::optional<Order> order = orderFrom(productCode, areaText);
     if (!order)
         return HttpResponse::message(400,
-            QStringLiteral("Unknown product \"%1\", or the area \"%2\" is not north,south,east,west in degrees, "
-                           "or it holds more than %3 samples at the product's resolution.")
+            QStringLiteral(
+                "Unknown product \"%1\", or the area \"%2\" is not north,south,east,west in degrees, "
+                "or it holds more than %3 samples at the product's resolution.")
                 .arg(productCode, areaText)
                 .arg(sampleLimit));
     // The data are prepared while the client reads the waiting pages.
@@ -92,22 +93,24 @@ HttpResponse ElevationService::summaryPage(const HttpRequest& request, const Ord
     const RasterGrid grid = RasterGrid::covering(order.area, order.product->samplesPerDegree);
     QString buttons;
     for (int i = 0; i < settings.downloadButtons; ++i)
-        buttons += QStringLiteral("<INPUT TYPE=\"submit\" NAME=\"SUBMIT%1\" VALUE=\"Download\">\r\n").arg(i + 1);
+        buttons
+            += QStringLiteral("<INPUT TYPE=\"submit\" NAME=\"SUBMIT%1\" VALUE=\"Download\">\r\n").arg(i + 1);
     const QString action = settings.formWithoutAction
         ? QString()
         : QStringLiteral(" ACTION=\"%1%2\"").arg(request.origin, submissionPath);
     return HttpResponse::page(200,
-        QStringLiteral("<HTML><HEAD><TITLE>The National Map Seamless Request Summary Page</TITLE></HEAD><BODY>\r\n"
-                       "<H2>The National Map Seamless Request Summary Page</H2>\r\n"
-                       "<TABLE>\r\n<TR><TD>Product</TD><TD>%1 (%2)</TD></TR>\r\n"
-                       "<TR><TD>Area (N, S, E, W)</TD><TD>%3</TD></TR>\r\n"
-                       "<TR><TD>Size</TD><TD>%4 x %5 samples</TD></TR>\r\n</TABLE>\r\n"
-                       "<FORM METHOD=\"GET\"%6>\r\n"
-                       "<INPUT TYPE=\"hidden\" NAME=\"PL\" VALUE=\"%2\">\r\n"
-                       "<INPUT TYPE=\"hidden\" NAME=\"AL\" VALUE=\"%3\">\r\n"
-                       "<INPUT TYPE=\"hidden\" NAME=\"CS\" VALUE=\"250\">\r\n"
-                       "<INPUT TYPE=\"hidden\" NAME=\"FORMAT\" VALUE=\"BIL\">\r\n"
-                       "%7</FORM>\r\n</BODY></HTML>\r\n")
+        QStringLiteral(
+            "<HTML><HEAD><TITLE>The National Map Seamless Request Summary Page</TITLE></HEAD><BODY>\r\n"
+            "<H2>The National Map Seamless Request Summary Page</H2>\r\n"
+            "<TABLE>\r\n<TR><TD>Product</TD><TD>%1 (%2)</TD></TR>\r\n"
+            "<TR><TD>Area (N, S, E, W)</TD><TD>%3</TD></TR>\r\n"
+            "<TR><TD>Size</TD><TD>%4 x %5 samples</TD></TR>\r\n</TABLE>\r\n"
+            "<FORM METHOD=\"GET\"%6>\r\n"
+            "<INPUT TYPE=\"hidden\" NAME=\"PL\" VALUE=\"%2\">\r\n"
+            "<INPUT TYPE=\"hidden\" NAME=\"AL\" VALUE=\"%3\">\r\n"
+            "<INPUT TYPE=\"hidden\" NAME=\"CS\" VALUE=\"250\">\r\n"
+            "<INPUT TYPE=\"hidden\" NAME=\"FORMAT\" VALUE=\"BIL\">\r\n"
+            "%7</FORM>\r\n</BODY></HTML>\r\n")
             .arg(QLatin1String(order.product->title), QLatin1String(order.product->code), order.area.text)
             .arg(grid.columns)
             .arg(grid.rows)

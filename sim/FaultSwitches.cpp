@@ -6,8 +6,10 @@ QString FaultSwitches::parse(const QStringList& switches, int minimum, int maxim
         const qsizetype colon = text.indexOf(QLatin1Char(':'));
         bool ok = false;
         const int value = text.left(colon).toInt(&ok);
-        if (colon < 0 || !ok || value < minimum || value > maximum || !text.mid(colon + 1).startsWith(QLatin1Char('/')))
-            return QStringLiteral("\"%1\" is not VALUE:PREFIX with VALUE from %2 to %3 and a PREFIX starting with /")
+        if (colon < 0 || !ok || value < minimum || value > maximum
+            || !text.mid(colon + 1).startsWith(QLatin1Char('/')))
+            return QStringLiteral(
+                "\"%1\" is not VALUE:PREFIX with VALUE from %2 to %3 and a PREFIX starting with /")
                 .arg(text)
                 .arg(minimum)
                 .arg(maximum);

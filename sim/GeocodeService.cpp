@@ -65,11 +65,12 @@ bool GeocodeService::answer(const HttpRequest& request, const Responder& respond
                    .arg(sexagesimal(place.longitude, 'E', 'W'));
     }
     if (body.isEmpty())
-        body = QStringLiteral("<h2>No match</h2>\r\n<p>Sorry, the address \"%1\" could not be found. Please check "
-                              "the street, city and state.</p>\r\n")
+        body = QStringLiteral(
+            "<h2>No match</h2>\r\n<p>Sorry, the address \"%1\" could not be found. Please check "
+            "the street, city and state.</p>\r\n")
                    .arg(address.toHtmlEscaped());
-    HttpResponse response = HttpResponse::page(
-        200, QStringLiteral("<html><head><title>Geocoder</title></head><body>\r\n%1</body></html>\r\n").arg(body));
+    HttpResponse response = HttpResponse::page(200,
+        QStringLiteral("<html><head><title>Geocoder</title></head><body>\r\n%1</body></html>\r\n").arg(body));
     // Result pages are generated, so they go out chunked, as a client of a
     // real geocoder would often see them.
     response.chunked = true;

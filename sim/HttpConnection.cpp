@@ -41,7 +41,8 @@ void HttpConnection::readInput()
             keepAlive = false;
             answering = true;
             requestLine = "(request head too long)";
-            respond(requestCount, HttpResponse::message(431, QStringLiteral("The request head is too long.")));
+            respond(
+                requestCount, HttpResponse::message(431, QStringLiteral("The request head is too long.")));
         }
         return;
     }
@@ -61,9 +62,11 @@ void HttpConnection::readInput()
     bodyToSkip = request->contentLength();
     HttpRequest addressed = *request;
     const QByteArray host = request->header("host");
-    addressed.origin = QStringLiteral("http://%1").arg(
-        host.isEmpty() ? QStringLiteral("%1:%2").arg(socket->localAddress().toString()).arg(socket->localPort())
-                       : QString::fromLatin1(host));
+    addressed.origin = QStringLiteral("http://%1")
+                           .arg(host.isEmpty() ? QStringLiteral("%1:%2")
+                                                     .arg(socket->localAddress().toString())
+                                                     .arg(socket->localPort())
+                                               : QString::fromLatin1(host));
     QPointer<HttpConnection> self(this);
     router(addressed, [self, number](HttpResponse answer) {
         if (self)
@@ -139,7 +142,8 @@ void HttpConnection::endResponse()
         // throw away what is still buffered.
         if (socket->bytesToWrite() > 0)
             return;
-        qInfo().noquote() << QStringLiteral("dropped the connection after %1 of %2 body bytes").arg(sent).arg(bodySize);
+        qInfo().noquote()
+            << QStringLiteral("dropped the connection after %1 of %2 body bytes").arg(sent).arg(bodySize);
         answering = false;
         file.close();
         socket->abort();

@@ -32,7 +32,8 @@ QByteArray labelled(Lines lines)
 
 }
 
-RasterSideFiles::RasterSideFiles(const ElevationProduct& product, const ExtractArea& area, const RasterGrid& grid)
+RasterSideFiles::RasterSideFiles(
+    const ElevationProduct& product, const ExtractArea& area, const RasterGrid& grid)
     : product(product)
     , area(area)
     , grid(grid)
@@ -56,11 +57,11 @@ QByteArray RasterSideFiles::esriHeader() const
 {
     const QByteArray rowBytes = QByteArray::number(qint64(grid.columns) * product.bytesPerSample());
     return aligned({ { "BYTEORDER", product.bigEndian ? "M" : "I" }, { "LAYOUT", "BIL" },
-                         { "NROWS", QByteArray::number(grid.rows) }, { "NCOLS", QByteArray::number(grid.columns) },
-                         { "NBANDS", "1" }, { "NBITS", "16" }, { "BANDROWBYTES", rowBytes },
-                         { "TOTALROWBYTES", rowBytes }, { "BANDGAPBYTES", "0" }, { "NODATA", "-32768" },
-                         { "ULXMAP", number(grid.longitude(0)) }, { "ULYMAP", number(grid.latitude(0)) },
-                         { "XDIM", number(grid.step()) }, { "YDIM", number(grid.step()) } });
+        { "NROWS", QByteArray::number(grid.rows) }, { "NCOLS", QByteArray::number(grid.columns) },
+        { "NBANDS", "1" }, { "NBITS", "16" }, { "BANDROWBYTES", rowBytes }, { "TOTALROWBYTES", rowBytes },
+        { "BANDGAPBYTES", "0" }, { "NODATA", "-32768" }, { "ULXMAP", number(grid.longitude(0)) },
+        { "ULYMAP", number(grid.latitude(0)) }, { "XDIM", number(grid.step()) },
+        { "YDIM", number(grid.step()) } });
 }
 
 // Corner keywords name the outer corner of the lower-left cell, half a cell
@@ -68,28 +69,25 @@ QByteArray RasterSideFiles::esriHeader() const
 QByteArray RasterSideFiles::gridFloatHeader() const
 {
     const double half = grid.step() / 2;
-    return aligned({ { "ncols", QByteArray::number(grid.columns) }, { "nrows", QByteArray::number(grid.rows) },
-                         { "xllcorner", number(grid.longitude(0) - half) },
-                         { "yllcorner", number(grid.latitude(grid.rows - 1) - half) },
-                         { "cellsize", number(grid.step()) }, { "NODATA_value", "-9999" },
-                         { "byteorder", "LSBFIRST" } });
+    return aligned({ { "ncols", QByteArray::number(grid.columns) },
+        { "nrows", QByteArray::number(grid.rows) }, { "xllcorner", number(grid.longitude(0) - half) },
+        { "yllcorner", number(grid.latitude(grid.rows - 1) - half) }, { "cellsize", number(grid.step()) },
+        { "NODATA_value", "-9999" }, { "byteorder", "LSBFIRST" } });
 }
 
 QByteArray RasterSideFiles::labelledHeader() const
 {
     return labelled({ { "PRODUCT", product.code }, { "ROWS", QByteArray::number(grid.rows) },
-                         { "COLUMNS", QByteArray::number(grid.columns) }, { "BANDS", "1" }, { "DATATYPE", "f32" },
-                         { "BYTE_ORDER", "I" }, { "LAYOUT", "BIL" },
-                         { "UL_X_COORDINATE", number(grid.longitude(0)) },
-                         { "UL_Y_COORDINATE", number(grid.latitude(0)) }, { "PIXEL_WIDTH", number(grid.step()) },
-                         { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" },
-                         { "NODATA", "-9999" } });
+        { "COLUMNS", QByteArray::number(grid.columns) }, { "BANDS", "1" }, { "DATATYPE", "f32" },
+        { "BYTE_ORDER", "I" }, { "LAYOUT", "BIL" }, { "UL_X_COORDINATE", number(grid.longitude(0)) },
+        { "UL_Y_COORDINATE", number(grid.latitude(0)) }, { "PIXEL_WIDTH", number(grid.step()) },
+        { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" }, { "NODATA", "-9999" } });
 }
 
 QByteArray RasterSideFiles::worldFile() const
 {
-    return number(grid.step()) + "\r\n0.0\r\n0.0\r\n" + number(-grid.step()) + "\r\n" + number(grid.longitude(0))
-        + "\r\n" + number(grid.latitude(0)) + "\r\n";
+    return number(grid.step()) + "\r\n0.0\r\n0.0\r\n" + number(-grid.step()) + "\r\n"
+        + number(grid.longitude(0)) + "\r\n" + number(grid.latitude(0)) + "\r\n";
 }
 
 // Minimum and maximum are whole numbers even for float rasters: readers

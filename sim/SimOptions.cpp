@@ -61,21 +61,24 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
                            "Repeatable."),
             QStringLiteral("rate:prefix") },
         { QStringLiteral("download-buttons"),
-            QStringLiteral("Download buttons on the request summary page (0, 1 or 2)."), QStringLiteral("count"),
-            QStringLiteral("1") },
+            QStringLiteral("Download buttons on the request summary page (0, 1 or 2)."),
+            QStringLiteral("count"), QStringLiteral("1") },
         { QStringLiteral("form-without-action"),
             QStringLiteral("Leave the ACTION attribute out of the download form.") },
-        { QStringLiteral("archive-without-hdr"), QStringLiteral("Leave the header entry (.hdr) out of archives.") },
+        { QStringLiteral("archive-without-hdr"),
+            QStringLiteral("Leave the header entry (.hdr) out of archives.") },
     });
     parser.process(arguments);
     if (!parser.positionalArguments().isEmpty())
-        return failure(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
+        return failure(
+            QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
 
     SimOptions options;
     static const QRegularExpression listenPattern(QStringLiteral("^\\[?([^\\]]+)\\]?:(\\d{1,5})$"));
     const QRegularExpressionMatch listen = listenPattern.match(parser.value(QStringLiteral("listen")));
     const QString host = listen.captured(1);
-    options.address = host == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost) : QHostAddress(host);
+    options.address
+        = host == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost) : QHostAddress(host);
     const int port = listen.captured(2).toInt();
     if (!listen.hasMatch() || !options.address.isLoopback() || port > 65535)
         return failure(QStringLiteral("--listen needs a loopback address and a port, e.g. 127.0.0.1:0"));
@@ -87,8 +90,8 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
     if (!waitPages || !refreshSeconds || !buttons)
         return failure(QStringLiteral("--wait-pages, --refresh-seconds and --download-buttons take a whole "
                                       "number (0-1000, 0-3600, 0-2)"));
-    options.elevation = { *waitPages, *refreshSeconds, *buttons,
-        parser.isSet(QStringLiteral("form-without-action")) };
+    options.elevation
+        = { *waitPages, *refreshSeconds, *buttons, parser.isSet(QStringLiteral("form-without-action")) };
     options.archiveWithoutHeader = parser.isSet(QStringLiteral("archive-without-hdr"));
     options.cacheDirectory = parser.value(QStringLiteral("cache-dir"));
 

@@ -32,8 +32,9 @@ bool SimServer::listen()
 QString SimServer::authority() const
 {
     const QString host = server.serverAddress().toString();
-    const QString bracketed
-        = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol ? QStringLiteral("[%1]").arg(host) : host;
+    const QString bracketed = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol
+        ? QStringLiteral("[%1]").arg(host)
+        : host;
     return QStringLiteral("%1:%2").arg(bracketed).arg(server.serverPort());
 }
 
@@ -41,7 +42,8 @@ void SimServer::accept()
 {
     while (QTcpSocket* socket = server.nextPendingConnection())
         new HttpConnection(
-            socket, [this](const HttpRequest& request, const Responder& respond) { route(request, respond); }, this);
+            socket, [this](const HttpRequest& request, const Responder& respond) { route(request, respond); },
+            this);
 }
 
 void SimServer::route(const HttpRequest& request, const Responder& respond)

@@ -38,12 +38,13 @@ std::array<Wave, waveCount> makeWaves()
     double power = 0;
     std::uint64_t seed = 0x52454C4B41ull;
     for (int k = 0; k < waveCount; ++k) {
-        const double wavelength = 2.0 * std::pow(0.42, k / wavesPerOctave) * (0.8 + 0.4 * unit(seed = mix(seed)));
+        const double wavelength
+            = 2.0 * std::pow(0.42, k / wavesPerOctave) * (0.8 + 0.4 * unit(seed = mix(seed)));
         const double direction
             = (k % wavesPerOctave + unit(seed = mix(seed)) * 0.5) * std::numbers::pi / wavesPerOctave;
         const double frequency = 2 * std::numbers::pi / wavelength;
-        waves[k] = { std::pow(wavelength, 0.8), frequency * std::cos(direction), frequency * std::sin(direction),
-            unit(seed = mix(seed)) * 2 * std::numbers::pi };
+        waves[k] = { std::pow(wavelength, 0.8), frequency * std::cos(direction),
+            frequency * std::sin(direction), unit(seed = mix(seed)) * 2 * std::numbers::pi };
         power += waves[k].amplitude * waves[k].amplitude / 2;
     }
     for (Wave& wave : waves)
@@ -87,16 +88,17 @@ void TerrainPatch::collectVoids()
     const double south = grid.latitude(grid.rows - 1) - margin;
     const double west = grid.longitude(0) - margin;
     const double east = grid.longitude(grid.columns - 1) + margin;
-    for (auto i = qint64(std::floor(south / voidCellDegrees)); i <= qint64(std::floor(north / voidCellDegrees)); ++i) {
-        for (auto j = qint64(std::floor(west / voidCellDegrees)); j <= qint64(std::floor(east / voidCellDegrees));
-             ++j) {
+    for (auto i = qint64(std::floor(south / voidCellDegrees));
+         i <= qint64(std::floor(north / voidCellDegrees)); ++i) {
+        for (auto j = qint64(std::floor(west / voidCellDegrees));
+             j <= qint64(std::floor(east / voidCellDegrees)); ++j) {
             std::uint64_t bits = mix(mix(std::uint64_t(i)) ^ std::uint64_t(j));
             if (unit(bits) >= voidChance)
                 continue;
             const double latitude = (double(i) + unit(bits = mix(bits))) * voidCellDegrees;
             const double longitude = (double(j) + unit(bits = mix(bits))) * voidCellDegrees;
-            const double seconds
-                = smallestVoidSeconds * std::pow(largestVoidSeconds / smallestVoidSeconds, unit(bits = mix(bits)));
+            const double seconds = smallestVoidSeconds
+                * std::pow(largestVoidSeconds / smallestVoidSeconds, unit(bits = mix(bits)));
             voids.push_back({ latitude, longitude, seconds / 3600 });
         }
     }
@@ -127,9 +129,12 @@ void TerrainPatch::fillRow(int row, float* out) const
         if (std::abs(offset) > hole.radius)
             continue;
         const double halfWidth = std::sqrt(hole.radius * hole.radius - offset * offset);
-        const double first = std::ceil((hole.longitude - halfWidth) * grid.samplesPerDegree) - double(grid.leftColumn);
-        const double last = std::floor((hole.longitude + halfWidth) * grid.samplesPerDegree) - double(grid.leftColumn);
-        for (auto c = qint64(std::max(first, 0.0)); c <= qint64(std::min(last, double(grid.columns - 1))); ++c)
+        const double first
+            = std::ceil((hole.longitude - halfWidth) * grid.samplesPerDegree) - double(grid.leftColumn);
+        const double last
+            = std::floor((hole.longitude + halfWidth) * grid.samplesPerDegree) - double(grid.leftColumn);
+        for (auto c = qint64(std::max(first, 0.0)); c <= qint64(std::min(last, double(grid.columns - 1)));
+             ++c)
             out[c] = std::numeric_limits<float>::quiet_NaN();
     }
 }

@@ -17,7 +17,8 @@ constexpr int margin = 8;
 
 std::uint64_t hash(int zoom, qint64 a, qint64 b, int salt)
 {
-    return mix(mix(mix(std::uint64_t(zoom) * 131 + std::uint64_t(salt)) ^ std::uint64_t(a)) ^ std::uint64_t(b));
+    return mix(
+        mix(mix(std::uint64_t(zoom) * 131 + std::uint64_t(salt)) ^ std::uint64_t(a)) ^ std::uint64_t(b));
 }
 
 // The texture step stretches each channel to (c - 128) * 2 before it
@@ -31,9 +32,10 @@ QColor fromStretched(int r, int g, int b)
 const QColor background = fromStretched(227, 221, 209);
 const QColor lightAreas[] = { fromStretched(203, 209, 167), fromStretched(203, 209, 187) };
 const QColor greens[] = { fromStretched(11, 129, 1), fromStretched(25, 137, 1), fromStretched(37, 121, 1),
-    fromStretched(69, 179, 29), fromStretched(75, 153, 49), fromStretched(75, 203, 49), fromStretched(85, 189, 43),
-    fromStretched(89, 221, 97), fromStretched(89, 237, 89), fromStretched(91, 161, 65),
-    fromStretched(107, 231, 105), fromStretched(137, 225, 129), fromStretched(155, 237, 147) };
+    fromStretched(69, 179, 29), fromStretched(75, 153, 49), fromStretched(75, 203, 49),
+    fromStretched(85, 189, 43), fromStretched(89, 221, 97), fromStretched(89, 237, 89),
+    fromStretched(91, 161, 65), fromStretched(107, 231, 105), fromStretched(137, 225, 129),
+    fromStretched(155, 237, 147) };
 const QColor residential = fromStretched(237, 163, 157);
 const QColor water(170, 211, 223);
 const QColor building(217, 208, 201);
@@ -94,11 +96,13 @@ void drawRoads(QPainter& painter, int zoom, qint64 bx, qint64 by)
         const double kind = unit(hash(zoom, line, vertical, 2));
         if (kind < 0.35 || unit(hash(zoom, bx, by, 3 + vertical)) < 0.1)
             continue;
-        const RoadClass& road = roads[std::min<std::size_t>(std::size(roads) - 1, std::size_t((kind - 0.35) / 0.65 * 4))];
+        const RoadClass& road
+            = roads[std::min<std::size_t>(std::size(roads) - 1, std::size_t((kind - 0.35) / 0.65 * 4))];
         const int half = road.width / 2;
-        const QRect rect = vertical
-            ? QRect(int(bx * blockSize) - half, int(by * blockSize) - half, road.width, blockSize + road.width)
-            : QRect(int(bx * blockSize) - half, int(by * blockSize) - half, blockSize + road.width, road.width);
+        const QRect rect = vertical ? QRect(int(bx * blockSize) - half, int(by * blockSize) - half,
+                               road.width, blockSize + road.width)
+                                    : QRect(int(bx * blockSize) - half, int(by * blockSize) - half,
+                                        blockSize + road.width, road.width);
         painter.fillRect(rect, road.colour);
     }
 }

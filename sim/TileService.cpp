@@ -15,7 +15,8 @@ bool TileService::answer(const HttpRequest& request, const Responder& respond) c
     const qint64 x = match.captured(2).toLongLong();
     const qint64 y = match.captured(3).toLongLong();
     if (zoom > TileRenderer::maximumZoom || x >= (qint64(1) << zoom) || y >= (qint64(1) << zoom)) {
-        respond(HttpResponse::message(404, QStringLiteral("There is no tile %1/%2/%3.").arg(zoom).arg(x).arg(y)));
+        respond(
+            HttpResponse::message(404, QStringLiteral("There is no tile %1/%2/%3.").arg(zoom).arg(x).arg(y)));
         return true;
     }
     HttpResponse response;

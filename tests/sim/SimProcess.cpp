@@ -16,7 +16,8 @@ constexpr int startTimeoutMs = 10000;
 SimProcess::SimProcess(const QStringList& options)
 {
     child.setProcessChannelMode(QProcess::SeparateChannels);
-    child.start(executable(), QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
+    child.start(
+        executable(), QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
     QElapsedTimer clock;
     clock.start();
     while (!child.canReadLine() && child.state() != QProcess::NotRunning && clock.elapsed() < startTimeoutMs)

@@ -30,8 +30,9 @@ const QString passageEnd = QStringLiteral("deleted from our server.");
 
 QString summaryPath(const QString& product, const QString& area)
 {
-    return QStringLiteral("/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
-                          "&CS=250&PL=%2")
+    return QStringLiteral(
+        "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
+        "&CS=250&PL=%2")
         .arg(area, product);
 }
 
@@ -48,7 +49,8 @@ QString submissionUrl(const QByteArray& page)
         const qsizetype value = piece.indexOf(QStringLiteral("VALUE=\""), 0, Qt::CaseInsensitive);
         if (!piece.contains(QStringLiteral("INPUT"), Qt::CaseInsensitive) || name < 0 || value < 0)
             continue;
-        query += QStringLiteral("&%1=%2").arg(piece.mid(name + 6, piece.indexOf(QLatin1Char('"'), name + 6) - name - 6),
+        query += QStringLiteral("&%1=%2").arg(
+            piece.mid(name + 6, piece.indexOf(QLatin1Char('"'), name + 6) - name - 6),
             piece.mid(value + 7, piece.indexOf(QLatin1Char('"'), value + 7) - value - 7));
     }
     const qsizetype action = form.indexOf(QStringLiteral("ACTION=\""), 0, Qt::CaseInsensitive) + 8;
@@ -60,8 +62,8 @@ QString submissionUrl(const QByteArray& page)
 QMap<QString, QString> headerFields(const QByteArray& header)
 {
     QMap<QString, QString> fields;
-    static const QRegularExpression line(QStringLiteral("^\\s*([A-Za-z_]+)\\s*[:\\s]\\s*(\\S+)\\s*$"),
-        QRegularExpression::MultilineOption);
+    static const QRegularExpression line(
+        QStringLiteral("^\\s*([A-Za-z_]+)\\s*[:\\s]\\s*(\\S+)\\s*$"), QRegularExpression::MultilineOption);
     for (const QRegularExpressionMatch& match : line.globalMatch(QString::fromLatin1(header)))
         fields.insert(match.captured(1).toLower(), match.captured(2));
     return fields;
@@ -98,11 +100,16 @@ void TestSimElevation::conversationEndsInImportableArchive_data()
     QTest::addColumn<int>("sampleBytes");
     QTest::addColumn<QString>("rowsKeyword");
 
-    QTest::newRow("SRTM 3") << "SM905HZ" << "47.5,47,-121,-122" << 601 << 1201 << ".bil" << 2 << "nrows";
-    QTest::newRow("SRTM 1") << "SM305HZ" << "40.25,40,-105.25,-105.5" << 901 << 901 << ".bil" << 2 << "nrows";
-    QTest::newRow("NED 1") << "NED05HZ" << "38.95,38.85,-77,-77.1" << 361 << 361 << ".flt" << 4 << "nrows";
-    QTest::newRow("NED 1/3") << "ND305HZ" << "38.9,38.85,-77,-77.1" << 541 << 1081 << ".flt" << 4 << "nrows";
-    QTest::newRow("NED 2003") << "T1305HZ" << "45.4,45.3,-121.6,-121.8" << 361 << 721 << ".bil" << 4 << "rows";
+    QTest::newRow("SRTM 3") << "SM905HZ"
+                            << "47.5,47,-121,-122" << 601 << 1201 << ".bil" << 2 << "nrows";
+    QTest::newRow("SRTM 1") << "SM305HZ"
+                            << "40.25,40,-105.25,-105.5" << 901 << 901 << ".bil" << 2 << "nrows";
+    QTest::newRow("NED 1") << "NED05HZ"
+                           << "38.95,38.85,-77,-77.1" << 361 << 361 << ".flt" << 4 << "nrows";
+    QTest::newRow("NED 1/3") << "ND305HZ"
+                             << "38.9,38.85,-77,-77.1" << 541 << 1081 << ".flt" << 4 << "nrows";
+    QTest::newRow("NED 2003") << "T1305HZ"
+                              << "45.4,45.3,-121.6,-121.8" << 361 << 721 << ".bil" << 4 << "rows";
 }
 
 void TestSimElevation::conversationEndsInImportableArchive()
@@ -134,7 +141,8 @@ void TestSimElevation::conversationEndsInImportableArchive()
     QCOMPARE(summary.body.count("</FORM"), 1);
     const QString submission = submissionUrl(summary.body);
     QVERIFY2(submission.startsWith(sim.url(QStringLiteral("/")).toString()), qPrintable(submission));
-    QVERIFY2(submission.contains(QStringLiteral("?&PL=%1&AL=%2&").arg(product, area)), qPrintable(submission));
+    QVERIFY2(
+        submission.contains(QStringLiteral("?&PL=%1&AL=%2&").arg(product, area)), qPrintable(submission));
 
     const Fetched redirect = fetch(network, QUrl(submission, QUrl::TolerantMode));
     QCOMPARE(redirect.status, 302);
@@ -164,7 +172,8 @@ void TestSimElevation::waitingPagesFollowOption()
     SimProcess sim({ QStringLiteral("--wait-pages"), QStringLiteral("3"), QStringLiteral("--refresh-seconds"),
         QStringLiteral("0") });
     QVERIFY(sim.isRunning());
-    const QUrl summary = sim.url(summaryPath(QStringLiteral("SM905HZ"), QStringLiteral("41,40.9,-100.9,-101")));
+    const QUrl summary
+        = sim.url(summaryPath(QStringLiteral("SM905HZ"), QStringLiteral("41,40.9,-100.9,-101")));
     // A second round for the same area starts again with waiting pages.
     for (int round = 0; round < 2; ++round) {
         for (int page = 0; page < 3; ++page)
@@ -199,7 +208,8 @@ void TestSimElevation::terrainHasRealisticRangeAndSomeVoids()
     const QMap<QString, QByteArray> entries = archiveOf(network, sim, QStringLiteral("SM905HZ"), area);
     const QByteArray raster = entryEndingIn(entries, QStringLiteral(".bil"));
     QCOMPARE(raster.size(), 1201 * 1201 * 2);
-    QCOMPARE(headerFields(entryEndingIn(entries, QStringLiteral(".hdr"))).value(QStringLiteral("byteorder")), "M");
+    QCOMPARE(
+        headerFields(entryEndingIn(entries, QStringLiteral(".hdr"))).value(QStringLiteral("byteorder")), "M");
     qint64 voids = 0;
     qint16 lowest = 32767;
     qint16 highest = -32767;
@@ -222,11 +232,15 @@ void TestSimElevation::malformedRequestsAreRefused_data()
 {
     QTest::addColumn<QString>("path");
 
-    QTest::newRow("unknown product") << summaryPath(QStringLiteral("XX905HZ"), QStringLiteral("41,40,-100,-101"));
+    QTest::newRow("unknown product") << summaryPath(
+        QStringLiteral("XX905HZ"), QStringLiteral("41,40,-100,-101"));
     QTest::newRow("three borders") << summaryPath(QStringLiteral("SM905HZ"), QStringLiteral("41,40,-100"));
-    QTest::newRow("north below south") << summaryPath(QStringLiteral("SM905HZ"), QStringLiteral("40,41,-100,-101"));
-    QTest::newRow("too large for 1/3\"") << summaryPath(QStringLiteral("ND305HZ"), QStringLiteral("41,40,-100,-102"));
-    QTest::newRow("form not from the page") << QStringLiteral("/Website/distreq/StartDownload.jsp?&PL=SM905HZ");
+    QTest::newRow("north below south")
+        << summaryPath(QStringLiteral("SM905HZ"), QStringLiteral("40,41,-100,-101"));
+    QTest::newRow("too large for 1/3\"")
+        << summaryPath(QStringLiteral("ND305HZ"), QStringLiteral("41,40,-100,-102"));
+    QTest::newRow("form not from the page")
+        << QStringLiteral("/Website/distreq/StartDownload.jsp?&PL=SM905HZ");
 }
 
 void TestSimElevation::malformedRequestsAreRefused()

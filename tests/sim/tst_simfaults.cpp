@@ -34,8 +34,9 @@ const QString tile = QStringLiteral("/14/4700/6200.png");
 
 QString summaryPath(const QString& area)
 {
-    return QStringLiteral("/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
-                          "&CS=250&PL=SM905HZ")
+    return QStringLiteral(
+        "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
+        "&CS=250&PL=SM905HZ")
         .arg(area);
 }
 
@@ -53,10 +54,11 @@ void TestSimFaults::statusSwitchHitsOnlyItsPrefix_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("working");
 
-    QTest::newRow("500 on the summary") << "500:/Website/distreq/RequestSummary" << summaryPath("41,40.9,-100.9,-101")
-                                        << 500 << tile;
+    QTest::newRow("500 on the summary")
+        << "500:/Website/distreq/RequestSummary" << summaryPath("41,40.9,-100.9,-101") << 500 << tile;
     QTest::newRow("403 on zoom 14 tiles") << "403:/14/" << tile << 403 << "/13/2350/3100.png";
-    QTest::newRow("503 on the geocoder") << "503:/demo.cgi" << "/demo.cgi?address=x" << 503 << tile;
+    QTest::newRow("503 on the geocoder") << "503:/demo.cgi"
+                                         << "/demo.cgi?address=x" << 503 << tile;
 }
 
 void TestSimFaults::statusSwitchHitsOnlyItsPrefix()
@@ -181,8 +183,9 @@ void TestSimFaults::helpListsEveryOption()
     QVERIFY(sim.waitForFinished(10000));
     QCOMPARE(sim.exitCode(), 0);
     const QByteArray help = sim.readAllStandardOutput();
-    for (const char* option : { "--listen", "--wait-pages", "--refresh-seconds", "--cache-dir", "--fail-status",
-             "--drop-body", "--slow-body", "--download-buttons", "--form-without-action", "--archive-without-hdr" })
+    for (const char* option :
+        { "--listen", "--wait-pages", "--refresh-seconds", "--cache-dir", "--fail-status", "--drop-body",
+            "--slow-body", "--download-buttons", "--form-without-action", "--archive-without-hdr" })
         QVERIFY2(help.contains(option), option);
 }
 

@@ -72,9 +72,9 @@ void TestSimMapAndGeocoder::tilesCarryTheTonesTheTextureStepRecolours()
             for (int px = 0; px < image.width(); ++px) {
                 const QRgb pixel = image.pixel(px, y);
                 background += nearTone(pixel, 227, 221, 209);
-                green += nearTone(pixel, 11, 129, 1) || nearTone(pixel, 69, 179, 29) || nearTone(pixel, 89, 221, 97)
-                    || nearTone(pixel, 91, 161, 65) || nearTone(pixel, 137, 225, 129)
-                    || nearTone(pixel, 155, 237, 147);
+                green += nearTone(pixel, 11, 129, 1) || nearTone(pixel, 69, 179, 29)
+                    || nearTone(pixel, 89, 221, 97) || nearTone(pixel, 91, 161, 65)
+                    || nearTone(pixel, 137, 225, 129) || nearTone(pixel, 155, 237, 147);
                 reddish += nearTone(pixel, 237, 163, 157) || nearTone(pixel, 243, 129, 125)
                     || nearTone(pixel, 245, 109, 107);
             }
@@ -118,7 +118,8 @@ void TestSimMapAndGeocoder::knownAddressesGiveTheirCoordinates_data()
     QTest::addColumn<double>("longitude");
 
     QTest::newRow("as written") << "1600 Pennsylvania Avenue, Washington, DC" << 38.8977 << -77.0365;
-    QTest::newRow("case and blanks") << "  1600 PENNSYLVANIA   avenue ,washington,  dc " << 38.8977 << -77.0365;
+    QTest::newRow("case and blanks") << "  1600 PENNSYLVANIA   avenue ,washington,  dc " << 38.8977
+                                     << -77.0365;
     QTest::newRow("plus for blanks") << "350+Fifth+Avenue,+New+York,+NY" << 40.7484 << -73.9857;
     QTest::newRow("full stops") << "2 15th Street N.W., Washington, D.C." << 38.8895 << -77.0353;
 }
@@ -137,7 +138,8 @@ void TestSimMapAndGeocoder::knownAddressesGiveTheirCoordinates()
 
 void TestSimMapAndGeocoder::unknownAddressGivesPageWithoutMarkers()
 {
-    const Fetched page = fetch(network, sim->url(QStringLiteral("/demo.cgi?address=1 Nowhere Lane, <b>Atlantis</b>")));
+    const Fetched page
+        = fetch(network, sim->url(QStringLiteral("/demo.cgi?address=1 Nowhere Lane, <b>Atlantis</b>")));
     QCOMPARE(page.status, 200);
     QVERIFY(!page.body.contains("<h3>Latitude</h3>"));
     QVERIFY(!page.body.contains("<h3>Longitude</h3>"));
