@@ -37,12 +37,15 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
     parser.addVersionOption();
     parser.addOptions({
         { QStringLiteral("listen"),
-            QStringLiteral("Loopback address and port to listen on; port 0 picks a free one."),
+            QStringLiteral(
+                "Loopback address and port to listen on; port 0 picks a free one (default: 127.0.0.1:0)."),
             QStringLiteral("address:port"), QStringLiteral("127.0.0.1:0") },
         { QStringLiteral("wait-pages"),
-            QStringLiteral("Waiting pages (with a Refresh header) before the request summary page."),
+            QStringLiteral(
+                "Waiting pages (with a Refresh header) before the request summary page (default: 1)."),
             QStringLiteral("count"), QStringLiteral("1") },
-        { QStringLiteral("refresh-seconds"), QStringLiteral("Seconds announced in the Refresh header."),
+        { QStringLiteral("refresh-seconds"),
+            QStringLiteral("Seconds announced in the Refresh header (default: 2)."),
             QStringLiteral("seconds"), QStringLiteral("2") },
         { QStringLiteral("cache-dir"),
             QStringLiteral("Keep built archives in this folder across runs (default: a temporary folder "
@@ -61,7 +64,7 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
                            "Repeatable."),
             QStringLiteral("rate:prefix") },
         { QStringLiteral("download-buttons"),
-            QStringLiteral("Download buttons on the request summary page (0, 1 or 2)."),
+            QStringLiteral("Download buttons on the request summary page: 0, 1 or 2 (default: 1)."),
             QStringLiteral("count"), QStringLiteral("1") },
         { QStringLiteral("form-without-action"),
             QStringLiteral("Leave the ACTION attribute out of the download form.") },
