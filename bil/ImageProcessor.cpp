@@ -70,8 +70,8 @@ void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned
     QElapsedTimer sinceEvents;
     sinceEvents.start();
     queue.assign(1, { y, x, x });
-    for (queueHead = 0; queueHead < queue.size(); ++queueHead) {
-        const Run run = queue[queueHead];
+    for (std::size_t head = 0; head < queue.size(); ++head) {
+        const Run run = queue[head];
         // Pixels are queued once per neighbouring span, so many were filled
         // since they were queued.
         for (int column = run.first; column <= run.last; ++column)
@@ -124,8 +124,9 @@ void ImageProcessor::scanNeighbourRow(int row, int left, int right)
     for (int column = left; column <= right; ++column) {
         const QRgb pixel = pixels[column];
         if (matches(pixel)) {
-            // Consecutive matching pixels extend the run queued last.
-            if (queue.size() - 1 > queueHead && queue.back().row == row && queue.back().last == column - 1)
+            // Consecutive matching pixels extend the run queued last (never
+            // the run being filled: that lies in another row).
+            if (queue.back().row == row && queue.back().last == column - 1)
                 queue.back().last = column;
             else
                 queue.push_back({ row, column, column });

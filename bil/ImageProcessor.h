@@ -52,10 +52,8 @@ private:
     // in paintedRows.
     QImage image;
     std::vector<std::vector<QRgb>> paintedRows;
-    // Runs waiting to be filled, first in, first out: the one at queueHead
-    // is being filled, those before it are done.
+    // Runs to fill, first in, first out; kept to reuse its memory.
     std::vector<Run> queue;
-    std::size_t queueHead = 0;
     int redMin = 0;
     int redMax = 0;
     int greenMin = 0;

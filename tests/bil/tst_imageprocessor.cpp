@@ -1,6 +1,10 @@
 #include "bil/ImageProcessor.h"
 
+#include <QRandomGenerator>
 #include <QTest>
+
+#include <algorithm>
+#include <deque>
 
 using Points = QList<QPoint>;
 
@@ -24,6 +28,47 @@ QImage maskFromRows(const QStringList& rows)
     return mask;
 }
 
+// The fill one point at a time through QImage::pixel, queueing every
+// matching neighbour on its own; black is the target, red the fill.
+std::pair<Points, Points> pointByPointFill(QImage image, QPoint start)
+{
+    Points spot;
+    Points border;
+    const auto black = [&](int x, int y) { return (image.pixel(x, y) & 0xFFFFFFu) == 0; };
+    std::deque<QPoint> queue { start };
+    while (!queue.empty()) {
+        const QPoint p = queue.front();
+        queue.pop_front();
+        if (!black(p.x(), p.y()))
+            continue;
+        int left = p.x();
+        while (left > 0 && black(left - 1, p.y()))
+            --left;
+        if (left > 0)
+            border.append(QPoint(left - 1, p.y()));
+        int right = p.x();
+        while (right < image.width() - 1 && black(right + 1, p.y()))
+            ++right;
+        if (right < image.width() - 1)
+            border.append(QPoint(right + 1, p.y()));
+        for (int x = left; x <= right; ++x) {
+            image.setPixel(x, p.y(), 0xFFFF0000u);
+            spot.append(QPoint(x, p.y()));
+        }
+        for (const int y : { p.y() - 1, p.y() + 1 }) {
+            for (int x = left; y >= 0 && y < image.height() && x <= right; ++x) {
+                if (black(x, y))
+                    queue.push_back(QPoint(x, y));
+                else if ((image.pixel(x, y) & 0xFFFFFFu) != 0xFF0000u)
+                    border.append(QPoint(x, y));
+            }
+        }
+    }
+    std::sort(border.begin(), border.end());
+    border.erase(std::unique(border.begin(), border.end()), border.end());
+    return { spot, border };
+}
+
 } // namespace
 
 class TestImageProcessor : public QObject
@@ -34,6 +79,7 @@ private slots:
     void pointOrder();
     void floodFill_data();
     void floodFill();
+    void randomMasksFillLikePointByPoint();
     void secondFillOfSameSpotIsEmpty();
     void diagonalNeighboursAreSeparateSpots();
     void callersImageStaysUntouched();
@@ -93,6 +139,31 @@ void TestImageProcessor::floodFill()
 
     QTEST(processor.spotPoints, "spot");
     QTEST(processor.borderPoints, "border");
+}
+
+void TestImageProcessor::randomMasksFillLikePointByPoint()
+{
+    QRandomGenerator random(4711);
+    // Black near the percolation threshold: spots of every size and shape.
+    const QRgb colours[] = { 0xFF000000u, 0xFF000000u, 0xFF000000u, 0xFF000000u, 0xFF000000u, 0xFFFFFFFFu,
+        0xFFFFFFFFu, 0xFF808080u, 0xFFFF0000u };
+    qsizetype largest = 0;
+    for (int round = 0; round < 20; ++round) {
+        QImage mask(40, 30, QImage::Format_RGB32);
+        for (int y = 0; y < mask.height(); ++y)
+            for (int x = 0; x < mask.width(); ++x)
+                mask.setPixel(x, y, colours[random.bounded(9)]);
+        const QPoint start(random.bounded(40), random.bounded(30));
+        mask.setPixel(start, 0xFF000000u);
+
+        ImageProcessor processor(mask);
+        processor.floodFill2(start.x(), start.y(), 0xFF000000u, 0xFFFF0000u, 0);
+        const auto [spot, border] = pointByPointFill(mask, start);
+        QCOMPARE(processor.spotPoints, spot);
+        QCOMPARE(processor.borderPoints, border);
+        largest = std::max(largest, spot.size());
+    }
+    QVERIFY(largest > 100);
 }
 
 void TestImageProcessor::secondFillOfSameSpotIsEmpty()
