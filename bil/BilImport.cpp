@@ -43,7 +43,8 @@ int truncated(double value)
 
 double roundedToMillionths(double c)
 {
-    return c < 0 ? -std::trunc(-c / millionth + 0.5) * millionth : std::trunc(c / millionth + 0.5) * millionth;
+    return c < 0 ? -std::trunc(-c / millionth + 0.5) * millionth
+                 : std::trunc(c / millionth + 0.5) * millionth;
 }
 
 // Rounds half away from zero, as ElevationImage::setElevation stores a
@@ -74,10 +75,7 @@ bool isNodataPixel(const uchar* pixel)
     return ElevationImage::decode(qRgb(pixel[0], pixel[1], pixel[2])) == nodataMarker;
 }
 
-void processEvents()
-{
-    QCoreApplication::processEvents();
-}
+void processEvents() { QCoreApplication::processEvents(); }
 
 // The work files are read back (here and by the NODATA filling) as 32-bit
 // images; those of the largest rasters exceed Qt's default limit on the size
@@ -92,8 +90,7 @@ void allowLoading(int width, int height)
 } // namespace
 
 // Which part of the data file becomes the image, derived from the header.
-struct BilImport::RasterWindow
-{
+struct BilImport::RasterWindow {
     explicit RasterWindow(const BilHeaderFile& header)
         : cols(header.cols)
         , bytes(header.nbits / 8)
@@ -101,7 +98,8 @@ struct BilImport::RasterWindow
     {
         const double ulXr = roundedToMillionths(header.ulX);
         const double width = std::trunc((header.cols - 1) * header.pixelWidth / millionth + 0.5) * millionth;
-        const double height = std::trunc((header.rows - 1) * header.pixelHeight / millionth + 0.5) * millionth;
+        const double height
+            = std::trunc((header.rows - 1) * header.pixelHeight / millionth + 0.5) * millionth;
         kiloBytes = truncated(bytes * height * width / header.pixelWidth / header.pixelHeight / 1024);
         imageWidth = truncated(width / header.pixelWidth + 0.5);
         imageHeight = truncated(height / header.pixelHeight + 0.5);
@@ -123,8 +121,7 @@ struct BilImport::RasterWindow
 
 // Converts rows of raw samples into elevation pixels and keeps the range of
 // the values stored (NODATA excluded).
-class BilImport::SampleConverter
-{
+class BilImport::SampleConverter {
 public:
     explicit SampleConverter(const BilHeaderFile& header)
         : bytes(header.nbits / 8)
@@ -132,8 +129,8 @@ public:
               || header.byteOrder.toLower() == QLatin1String("m"))
         , statMax(header.statMax)
         // A NODATA value no 16-bit sample can hold matches none.
-        , nodata16Set(
-              header.nodataSet && std::trunc(header.nodata) >= SHRT_MIN && std::trunc(header.nodata) <= SHRT_MAX)
+        , nodata16Set(header.nodataSet && std::trunc(header.nodata) >= SHRT_MIN
+              && std::trunc(header.nodata) <= SHRT_MAX)
         , nodata16(nodata16Set ? static_cast<qint16>(header.nodata) : 0)
         , nodata32Set(header.nodataSet)
         , nodata32(static_cast<float>(header.nodata))
@@ -144,15 +141,17 @@ public:
     {
         switch (bytes) {
         case 1:
-            convertRow<1>(samples, count, pixels,
-                [this](const uchar* p) { return *p > statMax ? *p - 256 : int(*p); }, [](int) { return false; });
+            convertRow<1>(
+                samples, count, pixels, [this](const uchar* p) { return *p > statMax ? *p - 256 : int(*p); },
+                [](int) { return false; });
             break;
         case 2:
             convertOrdered<qint16>(
                 samples, count, pixels, [this](qint16 s) { return nodata16Set && s == nodata16; });
             break;
         case 4:
-            convertOrdered<float>(samples, count, pixels, [this](float s) { return nodata32Set && s == nodata32; });
+            convertOrdered<float>(
+                samples, count, pixels, [this](float s) { return nodata32Set && s == nodata32; });
             break;
         }
     }
@@ -198,8 +197,9 @@ private:
     float nodata32;
 };
 
-BilImport::BilImport(const QString& baseName, QProgressBar* progressBarReading, QProgressBar* progressBarCorrecting,
-    QProgressBar* progressBarColoring, QLabel* previewLabel, QImage& previewImage, QWidget* parentWidget)
+BilImport::BilImport(const QString& baseName, QProgressBar* progressBarReading,
+    QProgressBar* progressBarCorrecting, QProgressBar* progressBarColoring, QLabel* previewLabel,
+    QImage& previewImage, QWidget* parentWidget)
     : baseName(baseName)
     , progressBarReading(progressBarReading)
     , progressBarCorrecting(progressBarCorrecting)
@@ -210,10 +210,7 @@ BilImport::BilImport(const QString& baseName, QProgressBar* progressBarReading, 
 {
 }
 
-void BilImport::addMessage(const QString& text)
-{
-    MessageLog::append(text);
-}
+void BilImport::addMessage(const QString& text) { MessageLog::append(text); }
 
 bool BilImport::importBil()
 {
@@ -271,7 +268,7 @@ bool BilImport::findDataOffset(QFile& dataFile, qint64& offset)
     if (dataFile.read(4) != QByteArrayLiteral("II*\0"))
         return true;
     const QByteArray head = dataFile.read(999996);
-    for (const QByteArray& marker : {QByteArrayLiteral("#WGS 84|\0"), QByteArrayLiteral("#NAD83|\0")}) {
+    for (const QByteArray& marker : { QByteArrayLiteral("#WGS 84|\0"), QByteArrayLiteral("#NAD83|\0") }) {
         const qsizetype index = head.indexOf(marker);
         if (index >= 0) {
             offset = 4 + index + marker.size();
@@ -283,12 +280,13 @@ bool BilImport::findDataOffset(QFile& dataFile, qint64& offset)
                             "That keyword could not be located. An import can only be attempted\n"
                             "beginning at the first byte, most probably leading to incorrect results.\n\n"
                             "Proceed anyway?");
-    return MessageBoxes::show(QMessageBox::Warning, nullptr, tr("Warning"), text, QMessageBox::Yes | QMessageBox::No)
+    return MessageBoxes::show(
+               QMessageBox::Warning, nullptr, tr("Warning"), text, QMessageBox::Yes | QMessageBox::No)
         != QMessageBox::No;
 }
 
-void BilImport::readRaster(
-    QFile& dataFile, const RasterWindow& window, qint64 dataOffset, SampleConverter& converter, ElevationImage& image)
+void BilImport::readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
+    SampleConverter& converter, ElevationImage& image)
 {
     const int width = image.width();
     const int height = image.height();
@@ -334,7 +332,8 @@ bool BilImport::replaceNodata(ElevationImage& image)
         return false;
 
     if (count >= nodataFillLimit) {
-        addMessage(tr("Seamless: Too many NODATA pixels (%1) in the elevation file. Setting them to zero.").arg(count));
+        addMessage(tr("Seamless: Too many NODATA pixels (%1) in the elevation file. Setting them to zero.")
+                       .arg(count));
         setNodataToZero(image);
         if (!save(image, correctedFile))
             return false;
@@ -349,8 +348,8 @@ bool BilImport::replaceNodata(ElevationImage& image)
     // and would only add to the peak memory of a large raster.
     image = ElevationImage();
     DustRemoval dustRemoval;
-    const int result = dustRemoval.removeDust(uncorrectedFile, maskFile, correctedFile, true, 0xFF000000u, true,
-        parentWidget, progressBarCorrecting);
+    const int result = dustRemoval.removeDust(uncorrectedFile, maskFile, correctedFile, true, 0xFF000000u,
+        true, parentWidget, progressBarCorrecting);
     processEvents();
     if (result != 0) {
         addMessage(tr("Seamless: Problems during NODATA area removal:"));

@@ -19,8 +19,7 @@ class QWidget;
 // after every image row, so other slots may run in the middle of an import.
 // The widgets and the preview image belong to the caller and must outlive
 // the object; none of the pointers may be null.
-class BilImport : public QObject
-{
+class BilImport : public QObject {
     Q_OBJECT
 
 public:
@@ -40,8 +39,8 @@ private:
 
     // False when the user declines to read a TIFF-wrapped raster from its start.
     bool findDataOffset(QFile& dataFile, qint64& offset);
-    void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset, SampleConverter& converter,
-        ElevationImage& image);
+    void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
+        SampleConverter& converter, ElevationImage& image);
     bool replaceNodata(ElevationImage& image);
     // The number of NODATA pixels, or -1 when the mask could not be saved.
     qint64 saveNodataMask(const ElevationImage& image, const QString& fileName);

@@ -29,11 +29,14 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("relka-import"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Imports a BIL elevation raster into relka's elevation files."));
+    parser.setApplicationDescription(
+        QStringLiteral("Imports a BIL elevation raster into relka's elevation files."));
     parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("BASENAME"), QStringLiteral("The raster's path without \".bil\"."));
+    parser.addPositionalArgument(
+        QStringLiteral("BASENAME"), QStringLiteral("The raster's path without \".bil\"."));
     const QCommandLineOption proceedOption(QStringLiteral("proceed"),
-        QStringLiteral("Import a TIFF-wrapped raster from its first byte when its data block cannot be located."));
+        QStringLiteral(
+            "Import a TIFF-wrapped raster from its first byte when its data block cannot be located."));
     parser.addOption(proceedOption);
     parser.process(application);
 
@@ -46,8 +49,8 @@ int main(int argc, char* argv[])
     const bool proceed = parser.isSet(proceedOption);
 
     MessageLog::setEcho([&out](const QString& message) { out << message << Qt::endl; });
-    MessageBoxes::setHandler([&err, proceed](QMessageBox::Icon, QWidget*, const QString& title, const QString& text,
-                                 QMessageBox::StandardButtons buttons) {
+    MessageBoxes::setHandler([&err, proceed](QMessageBox::Icon, QWidget*, const QString& title,
+                                 const QString& text, QMessageBox::StandardButtons buttons) {
         err << title << ": " << text << Qt::endl;
         if (buttons.testFlag(QMessageBox::Yes))
             return proceed ? QMessageBox::Yes : QMessageBox::No;

@@ -32,8 +32,7 @@
 
 namespace {
 
-struct RasterSize
-{
+struct RasterSize {
     const char* name;
     int rows;
     int cols;
@@ -43,13 +42,13 @@ struct RasterSize
 };
 
 const RasterSize srtm { "SRTM 1 arc-second, 2° x 1°", 3601, 7201, 16, 1.0 / 3600, -32768 };
-const RasterSize ned { "NED 1/3 arc-second, 1° x 0.5°", 5401, 10801, 32, 1.0 / 10800, -3.4028234663852886e+38 };
+const RasterSize ned { "NED 1/3 arc-second, 1° x 0.5°", 5401, 10801, 32, 1.0 / 10800,
+    -3.4028234663852886e+38 };
 constexpr double west = -106.0;
 constexpr double north = 40.5;
 constexpr int voidCount = 40;
 
-struct Void
-{
+struct Void {
     double x;
     double y;
     double a;
@@ -133,8 +132,7 @@ qint64 writeRaster(const RasterSize& size, const QString& baseName)
 
 // Wall-clock and processor time together: the machine may be shared, and
 // the processor time of all threads shows what the work itself costs.
-struct Times
-{
+struct Times {
     double wall = 0;
     double cpu = 0;
 
@@ -218,7 +216,8 @@ Times timeInputOutput(const QString& baseName)
 {
     const QString copy = baseName + "-copy.png";
     const std::pair<const char*, Times> steps[] = {
-        { "encode -el-uncorr.png (RGB888)", timeSave(baseName + "-el-uncorr.png", QImage::Format_RGB888, copy) },
+        { "encode -el-uncorr.png (RGB888)",
+            timeSave(baseName + "-el-uncorr.png", QImage::Format_RGB888, copy) },
         { "encode -el-m.png (RGB888)", timeSave(baseName + "-el-m.png", QImage::Format_RGB888, copy) },
         { "decode -el-uncorr.png", timeLoad(baseName + "-el-uncorr.png") },
         { "decode -el-m.png", timeLoad(baseName + "-el-m.png") },
@@ -265,7 +264,8 @@ int main(int argc, char* argv[])
     std::printf("\n");
     printRow(QStringLiteral("whole import"), import);
     printRow(QStringLiteral("PNG input and output alone"), inputOutput);
-    std::printf("  %-66s %7.2f   %7.2f\n", "ratio", import.wall / inputOutput.wall, import.cpu / inputOutput.cpu);
+    std::printf(
+        "  %-66s %7.2f   %7.2f\n", "ratio", import.wall / inputOutput.wall, import.cpu / inputOutput.cpu);
     std::printf("  %-66s %7ld MB\n", "peak memory (ru_maxrss) after the import", usage.ru_maxrss / 1024);
     return 0;
 }

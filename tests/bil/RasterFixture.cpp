@@ -59,11 +59,13 @@ QByteArray RasterFixture::sampleBytes() const
             *out++ = static_cast<uchar>(sample);
             break;
         case 16:
-            big ? qToBigEndian(static_cast<qint16>(sample), out) : qToLittleEndian(static_cast<qint16>(sample), out);
+            big ? qToBigEndian(static_cast<qint16>(sample), out)
+                : qToLittleEndian(static_cast<qint16>(sample), out);
             out += 2;
             break;
         default:
-            big ? qToBigEndian(static_cast<float>(sample), out) : qToLittleEndian(static_cast<float>(sample), out);
+            big ? qToBigEndian(static_cast<float>(sample), out)
+                : qToLittleEndian(static_cast<float>(sample), out);
             out += 4;
             break;
         }
@@ -93,7 +95,8 @@ void RasterFixture::write(const QString& baseName) const
                          .arg(nbits)
                          .arg(order);
     if (!geometryInWorldFile)
-        header += QStringLiteral("ULXMAP %1\nULYMAP %2\nXDIM %3\nYDIM %3\n").arg(west).arg(north).arg(cellSize);
+        header
+            += QStringLiteral("ULXMAP %1\nULYMAP %2\nXDIM %3\nYDIM %3\n").arg(west).arg(north).arg(cellSize);
     if (nodataValue)
         header += QStringLiteral("NODATA %1\n").arg(*nodataValue);
     writeFile(baseName + ".hdr", header.toLatin1());
@@ -110,5 +113,8 @@ void RasterFixture::write(const QString& baseName) const
     }
     if (statisticsRange)
         writeFile(baseName + ".stx",
-            QStringLiteral("1 %1 %2 0.0 0.0\n").arg(statisticsRange->first).arg(statisticsRange->second).toLatin1());
+            QStringLiteral("1 %1 %2 0.0 0.0\n")
+                .arg(statisticsRange->first)
+                .arg(statisticsRange->second)
+                .toLatin1());
 }

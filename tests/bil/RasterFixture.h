@@ -11,8 +11,7 @@
 // and a header (".hdr"), optionally a world file (".blw") and a statistics
 // file (".stx"). Samples are given top row first, each row left to right;
 // fewer samples than rows × cols make a data file that ends early.
-class RasterFixture
-{
+class RasterFixture {
 public:
     // nbits 8: unsigned bytes, 16: signed integers, 32: IEEE floats.
     RasterFixture(int rows, int cols, int nbits, const QList<double>& samples);

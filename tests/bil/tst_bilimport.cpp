@@ -35,8 +35,7 @@ QList<int> storedValues(const QString& fileName)
 }
 
 // The widgets and answers one import needs, and what it logged and asked.
-struct ImportRun
-{
+struct ImportRun {
     explicit ImportRun(QMessageBox::StandardButton answer = QMessageBox::Ok)
     {
         preview.resize(200, 200);
@@ -71,8 +70,7 @@ struct ImportRun
 
 } // namespace
 
-class TestBilImport : public QObject
-{
+class TestBilImport : public QObject {
     Q_OBJECT
 
 private slots:
@@ -120,8 +118,9 @@ void TestBilImport::samples_data()
     QTest::newRow("16-bit little-endian")
         << 16 << "I" << le << QList<double> { 1, -1, 9, 1234, 32767, 9, 9, 9, 9 }
         << QList<int> { 256, -256, 315904, 8388352 };
-    QTest::newRow("16-bit big-endian M") << 16 << "M" << be << QList<double> { 256, -2, 9, 1, -32767, 9, 9, 9, 9 }
-                                         << QList<int> { 65536, -512, 256, -8388352 };
+    QTest::newRow("16-bit big-endian M")
+        << 16 << "M" << be << QList<double> { 256, -2, 9, 1, -32767, 9, 9, 9, 9 }
+        << QList<int> { 65536, -512, 256, -8388352 };
     QTest::newRow("16-bit big-endian motorola")
         << 16 << "MOTOROLA" << be << QList<double> { 256, 2, 9, 3, 4, 9, 9, 9, 9 }
         << QList<int> { 65536, 512, 768, 1024 };
@@ -240,9 +239,11 @@ void TestBilImport::nodataLimit_data()
     QTest::addColumn<int>("filled");
     QTest::addColumn<QString>("line");
     // 1000 x 1000 imported pixels, every one of them NODATA but perhaps one.
-    QTest::newRow("999,999 are interpolated") << true << 7 * 256 << "Seamless: Removing NODATA areas by interpolation.";
+    QTest::newRow("999,999 are interpolated")
+        << true << 7 * 256 << "Seamless: Removing NODATA areas by interpolation.";
     QTest::newRow("1,000,000 become zero")
-        << false << 0 << "Seamless: Too many NODATA pixels (1000000) in the elevation file. Setting them to zero.";
+        << false << 0
+        << "Seamless: Too many NODATA pixels (1000000) in the elevation file. Setting them to zero.";
 }
 
 void TestBilImport::nodataLimit()
@@ -271,7 +272,8 @@ void TestBilImport::everySampleNodata()
     RasterFixture(3, 3, 32, QList<double>(9, -3.5)).nodata(-3.5).write(base());
     ImportRun run;
     QVERIFY(run.run(base()));
-    QCOMPARE(run.log.at(2), "Seamless: Range of elevations written to the output file: 1.32923e+36 ... -1.32923e+36");
+    QCOMPARE(run.log.at(2),
+        "Seamless: Range of elevations written to the output file: 1.32923e+36 ... -1.32923e+36");
     // One spot without a border is left as it is.
     QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(4, nodataMarker));
 }
@@ -285,18 +287,20 @@ void TestBilImport::tiffWrappedRaster_data()
 
     const QByteArray wgs84 = QByteArrayLiteral("#WGS 84|\0");
     const QByteArray nad83 = QByteArrayLiteral("#NAD83|\0");
-    QTest::newRow("WGS 84 marker") << RasterFixture::tiffPrefix(996, wgs84) << QMessageBox::No << true << false;
+    QTest::newRow("WGS 84 marker") << RasterFixture::tiffPrefix(996, wgs84) << QMessageBox::No << true
+                                   << false;
     QTest::newRow("NAD83 marker") << RasterFixture::tiffPrefix(10, nad83) << QMessageBox::No << true << false;
-    QTest::newRow("both, WGS 84 wins") << RasterFixture::tiffPrefix(0, nad83 + wgs84) << QMessageBox::No << true
-                                       << false;
+    QTest::newRow("both, WGS 84 wins")
+        << RasterFixture::tiffPrefix(0, nad83 + wgs84) << QMessageBox::No << true << false;
     // The search covers file bytes 4 ... 999,999.
-    QTest::newRow("marker ends at byte 999,999") << RasterFixture::tiffPrefix(999987, wgs84) << QMessageBox::No
-                                                 << true << false;
-    QTest::newRow("marker beyond, answered No") << RasterFixture::tiffPrefix(999988, wgs84) << QMessageBox::No
-                                                << false << true;
+    QTest::newRow("marker ends at byte 999,999")
+        << RasterFixture::tiffPrefix(999987, wgs84) << QMessageBox::No << true << false;
+    QTest::newRow("marker beyond, answered No")
+        << RasterFixture::tiffPrefix(999988, wgs84) << QMessageBox::No << false << true;
     QTest::newRow("marker without zero byte, answered No")
         << RasterFixture::tiffPrefix(20, wgs84.left(8)) << QMessageBox::No << false << true;
-    QTest::newRow("no marker, answered Yes") << RasterFixture::tiffPrefix(20, {}) << QMessageBox::Yes << true << true;
+    QTest::newRow("no marker, answered Yes")
+        << RasterFixture::tiffPrefix(20, {}) << QMessageBox::Yes << true << true;
 }
 
 void TestBilImport::tiffWrappedRaster()
@@ -327,7 +331,8 @@ void TestBilImport::tiffWrappedRaster()
         // Read from byte 0: "II" is the first little-endian sample.
         QCOMPARE(storedValues(base() + "-el-corr.png").first(), 0x4949 * 256);
     } else {
-        QCOMPARE(storedValues(base() + "-el-corr.png"), (QList<int> { 11 * 256, 12 * 256, 21 * 256, 22 * 256 }));
+        QCOMPARE(
+            storedValues(base() + "-el-corr.png"), (QList<int> { 11 * 256, 12 * 256, 21 * 256, 22 * 256 }));
     }
 }
 

@@ -9,12 +9,12 @@
 
 namespace {
 
-const QString tiffQuestion = QStringLiteral(
-    "Warning: The BIL file begins with \"II*\", which requires the \"WGS 84\" keyword\n"
-    "to locate the beginning of the elevation data block in the BIL file.\n"
-    "That keyword could not be located. An import can only be attempted\n"
-    "beginning at the first byte, most probably leading to incorrect results.\n\n"
-    "Proceed anyway?\n");
+const QString tiffQuestion
+    = QStringLiteral("Warning: The BIL file begins with \"II*\", which requires the \"WGS 84\" keyword\n"
+                     "to locate the beginning of the elevation data block in the BIL file.\n"
+                     "That keyword could not be located. An import can only be attempted\n"
+                     "beginning at the first byte, most probably leading to incorrect results.\n\n"
+                     "Proceed anyway?\n");
 
 const QStringList normalRun = {
     QStringLiteral("Seamless: BIL file size is 0 kB."),
@@ -27,8 +27,7 @@ const QStringList normalRun = {
 
 } // namespace
 
-class TestRelkaImport : public QObject
-{
+class TestRelkaImport : public QObject {
     Q_OBJECT
 
 private slots:
@@ -89,8 +88,8 @@ void TestRelkaImport::runs_data()
     QTest::newRow("TIFF without marker, --proceed")
         << tiff << true << 0
         << QStringList { normalRun[0], normalRun[1],
-               "Seamless: Range of elevations written to the output file: 42 ... 30840", normalRun[3], normalRun[4],
-               normalRun[5] }
+               "Seamless: Range of elevations written to the output file: 42 ... 30840", normalRun[3],
+               normalRun[4], normalRun[5] }
         << tiffQuestion;
 }
 
@@ -140,8 +139,8 @@ void TestRelkaImport::failedImports()
     QVERIFY(runImport({ base() }));
     QCOMPARE(exitCode, 1);
     QCOMPARE(standardOutput, "Seamless error: importBIL() could not read " + base() + ".hdr\n");
-    QVERIFY(standardError.startsWith(
-        QStringLiteral("Error: One or more errors have occured while reading the header file:\n\nUL_X_COORDINATE")));
+    QVERIFY(standardError.startsWith(QStringLiteral(
+        "Error: One or more errors have occured while reading the header file:\n\nUL_X_COORDINATE")));
 }
 
 QTEST_MAIN(TestRelkaImport)
