@@ -81,6 +81,7 @@ private slots:
     void uniformBorderCopiesThePixel();
     void largeSpotsAgreeWithPlainComputation_data();
     void largeSpotsAgreeWithPlainComputation();
+    void eventsRunWhileALargeSpotIsComputed();
 
     void failures_data();
     void failures();
@@ -202,6 +203,29 @@ void TestDustRemoval::largeSpotsAgreeWithPlainComputation()
     removal.removeDust(nullptr);
     QCOMPARE(removal.image, expected);
     QVERIFY(removal.image != image);
+}
+
+void TestDustRemoval::eventsRunWhileALargeSpotIsComputed()
+{
+    // A hole in the first row, found before the scan first processes events
+    // on its own, with over a million weights to compute.
+    const int width = 1150;
+    DustRemoval removal;
+    removal.elevationFile = true;
+    removal.mask = maskFromRows({ '.' + QString(width - 2, '#') + '.', QString(width, '.') });
+    removal.image = QImage(width, 2, QImage::Format_RGB32);
+    for (int x = 0; x < width; ++x) {
+        removal.image.setPixel(x, 0, ElevationImage::encode(noData));
+        removal.image.setPixel(x, 1, ElevationImage::encode(x % 2 * 1000));
+    }
+
+    bool deliveredBeforePainting = false;
+    QMetaObject::invokeMethod(
+        this, [&] { deliveredBeforePainting = DustRemoval::elevation(removal.image, 1, 0) == noData; },
+        Qt::QueuedConnection);
+    removal.removeDust(nullptr);
+    QVERIFY(deliveredBeforePainting);
+    QVERIFY(DustRemoval::elevation(removal.image, 1, 0) != noData);
 }
 
 void TestDustRemoval::failures_data()
