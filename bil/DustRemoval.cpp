@@ -35,8 +35,7 @@ constexpr int eventIntervalMs = 20;
 
 // The border of a spot as plain arrays, so that the weighting loops read
 // nothing but doubles.
-template <int Channels>
-struct BorderSamples {
+template <int Channels> struct BorderSamples {
     std::vector<double> x;
     std::vector<double> y;
     std::array<std::vector<double>, Channels> values;
@@ -150,8 +149,7 @@ std::unique_ptr<double[]> weightedMeans(const BorderSamples<Channels>& border, c
 
 // Writes value(i) to the pixel spot[i]; straight into the scan lines where
 // the format allows.
-template <typename Value>
-void paintPixels(QImage& image, const QList<QPoint>& spot, Value value)
+template <typename Value> void paintPixels(QImage& image, const QList<QPoint>& spot, Value value)
 {
     if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32) {
         for (qsizetype i = 0; i < spot.size(); ++i)
@@ -322,7 +320,8 @@ void DustRemoval::paintSpotOnElevationFile(const QList<QPoint>& spot, const QLis
     const std::unique_ptr<double[]> means = weightedMeans(samples, spot);
     paintPixels(image, spot, [&means](qsizetype i) {
         const double mean = means[i];
-        return ElevationImage::encode(mean >= 0 ? static_cast<int>(mean + 0.5) : -static_cast<int>(0.5 - mean));
+        return ElevationImage::encode(
+            mean >= 0 ? static_cast<int>(mean + 0.5) : -static_cast<int>(0.5 - mean));
     });
 }
 

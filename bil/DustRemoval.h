@@ -13,8 +13,7 @@ class QWidget;
 // mask pixels gets values interpolated from the pixels around it, weighted by
 // the inverse fourth power of the distance. Failures come back as a result
 // code, with one message in messages.
-class DustRemoval : public QObject
-{
+class DustRemoval : public QObject {
     Q_OBJECT
 
 public:
@@ -32,8 +31,9 @@ public:
     // file name, take as NODATA every pixel of exactly the colour color),
     // fill, save. widget gets the wait cursor while saving; both pointers may
     // be null.
-    int removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile, bool overwrite,
-        const unsigned int& color, bool elevationFile, QWidget* widget, QProgressBar* progressBar);
+    int removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile,
+        bool overwrite, const unsigned int& color, bool elevationFile, QWidget* widget,
+        QProgressBar* progressBar);
     // Scans mask and fills image in place; both must be loaded and of one
     // size. Processes pending events after every row and while large spots
     // are computed. Always returns Success.

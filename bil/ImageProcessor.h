@@ -14,8 +14,7 @@
 // the pixels bordering it; the area is painted in the copy, so a later fill
 // started inside it finds nothing. The copy is made row by row as rows are
 // painted: a large mask with a few small holes costs only those rows.
-class ImageProcessor : public QObject
-{
+class ImageProcessor : public QObject {
 public:
     explicit ImageProcessor(const QImage& image);
 

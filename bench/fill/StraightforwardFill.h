@@ -17,10 +17,7 @@
 
 namespace StraightforwardFill {
 
-inline bool isBlack(const QImage& mask, int x, int y)
-{
-    return (mask.pixel(x, y) & 0xFFFFFFu) == 0;
-}
+inline bool isBlack(const QImage& mask, int x, int y) { return (mask.pixel(x, y) & 0xFFFFFFu) == 0; }
 
 struct BorderPixel {
     int x;
@@ -38,7 +35,8 @@ inline void paint(QImage& image, const std::vector<QPoint>& spot, const std::set
         if (elevationFile)
             samples.push_back({ x, y, pixel, { double(ElevationImage::decode(pixel)) } });
         else
-            samples.push_back({ x, y, pixel, { double(qRed(pixel)), double(qGreen(pixel)), double(qBlue(pixel)) } });
+            samples.push_back(
+                { x, y, pixel, { double(qRed(pixel)), double(qGreen(pixel)), double(qBlue(pixel)) } });
     }
     bool uniform = true;
     for (const BorderPixel& b : samples)
@@ -47,7 +45,8 @@ inline void paint(QImage& image, const std::vector<QPoint>& spot, const std::set
     std::vector<QRgb> painted;
     for (const QPoint& s : spot) {
         if (uniform) {
-            painted.push_back(elevationFile ? ElevationImage::encode(int(samples[0].values[0])) : samples[0].pixel);
+            painted.push_back(
+                elevationFile ? ElevationImage::encode(int(samples[0].values[0])) : samples[0].pixel);
             continue;
         }
         std::vector<double> sums(samples[0].values.size(), 0.0);
@@ -62,7 +61,8 @@ inline void paint(QImage& image, const std::vector<QPoint>& spot, const std::set
         }
         if (elevationFile) {
             const double v = sums[0] / weightSum;
-            painted.push_back(ElevationImage::encode(int(v >= 0 ? std::trunc(v + 0.5) : -std::trunc(0.5 - v))));
+            painted.push_back(
+                ElevationImage::encode(int(v >= 0 ? std::trunc(v + 0.5) : -std::trunc(0.5 - v))));
         } else {
             int rgb[3];
             for (int c = 0; c < 3; ++c) {
@@ -90,7 +90,8 @@ inline void fill(QImage& image, const QImage& mask, bool elevationFile)
             seen[index(x0, y0)] = true;
             for (std::size_t i = 0; i < spot.size(); ++i) {
                 const QPoint p = spot[i];
-                for (const QPoint& n : { p + QPoint(-1, 0), p + QPoint(1, 0), p + QPoint(0, -1), p + QPoint(0, 1) }) {
+                for (const QPoint& n :
+                    { p + QPoint(-1, 0), p + QPoint(1, 0), p + QPoint(0, -1), p + QPoint(0, 1) }) {
                     if (!mask.valid(n))
                         continue;
                     if (!isBlack(mask, n.x(), n.y())) {

@@ -77,8 +77,7 @@ struct Scene {
 
 // Records the longest time between two passes of the event loop: a zero
 // timer fires once per processEvents() call.
-class EventGapMeter
-{
+class EventGapMeter {
 public:
     EventGapMeter()
     {
@@ -113,7 +112,8 @@ double processorSeconds()
 {
     rusage usage {};
     getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec
+        + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 void run(const char* name, const Scene& scene, EventGapMeter& meter)
@@ -143,7 +143,8 @@ void run(const char* name, const Scene& scene, EventGapMeter& meter)
     int largestDifference = 0;
     for (int y = 0; y < expected.height(); ++y) {
         for (int x = 0; x < expected.width(); ++x) {
-            const int difference = std::abs(DustRemoval::elevation(removal.image, x, y) - DustRemoval::elevation(expected, x, y));
+            const int difference = std::abs(
+                DustRemoval::elevation(removal.image, x, y) - DustRemoval::elevation(expected, x, y));
             differing += difference != 0;
             largestDifference = std::max(largestDifference, difference);
         }
@@ -153,10 +154,12 @@ void run(const char* name, const Scene& scene, EventGapMeter& meter)
         static_cast<long long>(scene.holePixels));
     std::printf("  fill %.3f s (%.3f s of processor time), longest stretch without event processing %lld ms"
                 " (%lld passes)\n",
-        fillSeconds, fillProcessorSeconds, static_cast<long long>(longestGap), static_cast<long long>(passes));
+        fillSeconds, fillProcessorSeconds, static_cast<long long>(longestGap),
+        static_cast<long long>(passes));
     std::printf("  plain single-threaded fill %.3f s (%.3f s of processor time), %.1f times slower\n",
         referenceSeconds, referenceProcessorSeconds, referenceSeconds / fillSeconds);
-    std::printf("  differing pixels %lld, largest difference %d\n", static_cast<long long>(differing), largestDifference);
+    std::printf("  differing pixels %lld, largest difference %d\n", static_cast<long long>(differing),
+        largestDifference);
     std::fflush(stdout);
 }
 
@@ -180,7 +183,8 @@ int main(int argc, char* argv[])
         const QRect cell(100 + (i % 8) * 880, 100 + (i / 8) * 690, 600, 480);
         if (i % 2 == 0) {
             const int side = int(std::sqrt(double(pixels)));
-            manyVoids.punchRectangle(QRect(cell.center() - QPoint(side / 2, side / 2), QSize(side, int(pixels / side))));
+            manyVoids.punchRectangle(
+                QRect(cell.center() - QPoint(side / 2, side / 2), QSize(side, int(pixels / side))));
         } else {
             manyVoids.punchWalk(cell, pixels, random);
         }

@@ -27,7 +27,10 @@ QImage maskFromRows(const QStringList& rows)
     QImage mask(int(rows.first().size()), int(rows.size()), QImage::Format_RGB32);
     for (int y = 0; y < mask.height(); ++y)
         for (int x = 0; x < mask.width(); ++x)
-            mask.setPixel(x, y, rows[y][x] == '#' ? 0xFF000000u : rows[y][x] == 'g' ? 0xFF808080u : 0xFFFFFFFFu);
+            mask.setPixel(x, y,
+                rows[y][x] == '#'       ? 0xFF000000u
+                    : rows[y][x] == 'g' ? 0xFF808080u
+                                        : 0xFFFFFFFFu);
     return mask;
 }
 
@@ -68,8 +71,7 @@ std::pair<QImage, QImage> randomHole(int size, int pixels, quint32 seed)
 
 } // namespace
 
-class TestDustRemoval : public QObject
-{
+class TestDustRemoval : public QObject {
     Q_OBJECT
 
 private slots:
@@ -116,13 +118,14 @@ void TestDustRemoval::elevationInterpolation_data()
     QTest::addColumn<QList<int>>("output");
 
     // Weights 1 and 1/16: (100 + 400 / 16) / (17 / 16) = 117.6 and 382.4.
-    QTest::newRow("inverse fourth power")
-        << QStringList { ".##." } << QList<int> { 100, noData, noData, 400 } << QList<int> { 100, 118, 382, 400 };
+    QTest::newRow("inverse fourth power") << QStringList { ".##." } << QList<int> { 100, noData, noData, 400 }
+                                          << QList<int> { 100, 118, 382, 400 };
     QTest::newRow("negative half rounds away from zero")
         << QStringList { ".#." } << QList<int> { -1, noData, -2 } << QList<int> { -1, -2, -2 };
-    QTest::newRow("positive half rounds up") << QStringList { ".#." } << QList<int> { 1, noData, 2 }
-                                            << QList<int> { 1, 2, 2 };
-    QTest::newRow("single border pixel") << QStringList { "#." } << QList<int> { noData, -7 } << QList<int> { -7, -7 };
+    QTest::newRow("positive half rounds up")
+        << QStringList { ".#." } << QList<int> { 1, noData, 2 } << QList<int> { 1, 2, 2 };
+    QTest::newRow("single border pixel")
+        << QStringList { "#." } << QList<int> { noData, -7 } << QList<int> { -7, -7 };
     // Both spots share the middle column; each is filled from its own border.
     QTest::newRow("two spots sharing a border pixel")
         << QStringList { "#.#", "..." } << QList<int> { noData, 10, noData, 20, 30, 40 }
@@ -138,9 +141,11 @@ void TestDustRemoval::elevationInterpolation_data()
     QTest::newRow("spot continuing over a row end")
         << QStringList { "..#", "#.." } << QList<int> { 1, 2, noData, noData, 5, 6 }
         << QList<int> { 1, 2, 4, noData, 5, 6 };
-    QTest::newRow("all NODATA stays") << QStringList { "##", "##" } << QList<int> { noData, noData, noData, noData }
-                                      << QList<int> { noData, noData, noData, noData };
-    QTest::newRow("no NODATA stays") << QStringList { ".." } << QList<int> { 3, noData } << QList<int> { 3, noData };
+    QTest::newRow("all NODATA stays")
+        << QStringList { "##", "##" } << QList<int> { noData, noData, noData, noData }
+        << QList<int> { noData, noData, noData, noData };
+    QTest::newRow("no NODATA stays") << QStringList { ".." } << QList<int> { 3, noData }
+                                     << QList<int> { 3, noData };
 }
 
 void TestDustRemoval::elevationInterpolation()
@@ -236,17 +241,25 @@ void TestDustRemoval::failures_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("message");
 
-    QTest::newRow("missing input") << "missing.png" << "mask.png" << "out.png" << 1
-                                   << "Error: Cannot load \"missing.png\".";
-    QTest::newRow("missing mask") << "input.png" << "missing.png" << "out.png" << 3
-                                  << "Error: Cannot load mask file \"missing.png\".";
-    QTest::newRow("size mismatch") << "input.png" << "wide.png" << "out.png" << 4
+    QTest::newRow("missing input") << "missing.png"
+                                   << "mask.png"
+                                   << "out.png" << 1 << "Error: Cannot load \"missing.png\".";
+    QTest::newRow("missing mask") << "input.png"
+                                  << "missing.png"
+                                  << "out.png" << 3 << "Error: Cannot load mask file \"missing.png\".";
+    QTest::newRow("size mismatch") << "input.png"
+                                   << "wide.png"
+                                   << "out.png" << 4
                                    << "Error: Input and mask file have to be of same size.\n"
                                       "       The input file is 3 (w) by 2 (h) pixels.\n"
                                       "       The mask file is 4 (w) by 2 (h) pixels.";
-    QTest::newRow("no output name") << "input.png" << "mask.png" << "" << 7 << "Error: no output file name given.";
-    QTest::newRow("output not saved") << "input.png" << "mask.png" << "no/such/dir/out.png" << 6
-                                      << "Error: Cannot save output file \"no/such/dir/out.png\".";
+    QTest::newRow("no output name") << "input.png"
+                                    << "mask.png"
+                                    << "" << 7 << "Error: no output file name given.";
+    QTest::newRow("output not saved")
+        << "input.png"
+        << "mask.png"
+        << "no/such/dir/out.png" << 6 << "Error: Cannot save output file \"no/such/dir/out.png\".";
 }
 
 void TestDustRemoval::failures()
@@ -316,7 +329,8 @@ void TestDustRemoval::colorKeyBuildsTheMask()
     QFile::remove("unkeyed.png");
 
     DustRemoval removal;
-    QCOMPARE(removal.removeDust("keyed.png", QString(), "unkeyed.png", false, qRgb(1, 2, 3), false, nullptr, nullptr),
+    QCOMPARE(removal.removeDust(
+                 "keyed.png", QString(), "unkeyed.png", false, qRgb(1, 2, 3), false, nullptr, nullptr),
         int(DustRemoval::Success));
     QCOMPARE(QImage("unkeyed.png").pixel(1, 0), qRgb(20, 30, 40));
     QCOMPARE(removal.mask.pixel(0, 0), 0xFFFFFFFFu);

@@ -17,11 +17,21 @@ QImage maskFromRows(const QStringList& rows)
     for (int y = 0; y < mask.height(); ++y) {
         for (int x = 0; x < mask.width(); ++x) {
             switch (rows[y][x].toLatin1()) {
-            case '#': mask.setPixel(x, y, 0xFF000000u); break;
-            case 'g': mask.setPixel(x, y, 0xFF808080u); break;
-            case 'd': mask.setPixel(x, y, 0xFF0A0A0Au); break;
-            case 'r': mask.setPixel(x, y, 0xFFFF0000u); break;
-            default: mask.setPixel(x, y, 0xFFFFFFFFu); break;
+            case '#':
+                mask.setPixel(x, y, 0xFF000000u);
+                break;
+            case 'g':
+                mask.setPixel(x, y, 0xFF808080u);
+                break;
+            case 'd':
+                mask.setPixel(x, y, 0xFF0A0A0Au);
+                break;
+            case 'r':
+                mask.setPixel(x, y, 0xFFFF0000u);
+                break;
+            default:
+                mask.setPixel(x, y, 0xFFFFFFFFu);
+                break;
             }
         }
     }
@@ -71,8 +81,7 @@ std::pair<Points, Points> pointByPointFill(QImage image, QPoint start)
 
 } // namespace
 
-class TestImageProcessor : public QObject
-{
+class TestImageProcessor : public QObject {
     Q_OBJECT
 
 private slots:
@@ -108,24 +117,24 @@ void TestImageProcessor::floodFill_data()
     QTest::newRow("corner spot takes its border from inside the image")
         << QStringList { "##.", "#..", "..." } << QPoint(0, 0) << 0 << Points { { 0, 0 }, { 1, 0 }, { 0, 1 } }
         << Points { { 0, 2 }, { 1, 1 }, { 2, 0 } };
-    QTest::newRow("single border pixel") << QStringList { "#." } << QPoint(0, 0) << 0 << Points { { 0, 0 } }
-                                         << Points { { 1, 0 } };
+    QTest::newRow("single border pixel")
+        << QStringList { "#." } << QPoint(0, 0) << 0 << Points { { 0, 0 } } << Points { { 1, 0 } };
     QTest::newRow("spans in fill order, border once")
         << QStringList { "#.#", "###" } << QPoint(0, 0) << 0
         << Points { { 0, 0 }, { 0, 1 }, { 1, 1 }, { 2, 1 }, { 2, 0 } } << Points { { 1, 0 } };
-    QTest::newRow("whole image, no border")
-        << QStringList { "##", "##" } << QPoint(1, 1) << 0 << Points { { 0, 1 }, { 1, 1 }, { 0, 0 }, { 1, 0 } }
-        << Points {};
-    QTest::newRow("grey start pixel fills nothing") << QStringList { ".g#" } << QPoint(1, 0) << 0 << Points {}
-                                                    << Points {};
-    QTest::newRow("grey pixel borders") << QStringList { "g#." } << QPoint(1, 0) << 0 << Points { { 1, 0 } }
-                                        << Points { { 0, 0 }, { 2, 0 } };
+    QTest::newRow("whole image, no border") << QStringList { "##", "##" } << QPoint(1, 1) << 0
+                                            << Points { { 0, 1 }, { 1, 1 }, { 0, 0 }, { 1, 0 } } << Points {};
+    QTest::newRow("grey start pixel fills nothing")
+        << QStringList { ".g#" } << QPoint(1, 0) << 0 << Points {} << Points {};
+    QTest::newRow("grey pixel borders")
+        << QStringList { "g#." } << QPoint(1, 0) << 0 << Points { { 1, 0 } } << Points { { 0, 0 }, { 2, 0 } };
     QTest::newRow("tolerance widens the match")
         << QStringList { ".d#." } << QPoint(2, 0) << 10 << Points { { 1, 0 }, { 2, 0 } }
         << Points { { 0, 0 }, { 3, 0 } };
     QTest::newRow("fill-coloured pixels border only beside a span")
         << QStringList { "#r", "r." } << QPoint(0, 0) << 0 << Points { { 0, 0 } } << Points { { 1, 0 } };
-    QTest::newRow("start outside the image") << QStringList { "#" } << QPoint(1, 0) << 0 << Points {} << Points {};
+    QTest::newRow("start outside the image")
+        << QStringList { "#" } << QPoint(1, 0) << 0 << Points {} << Points {};
 }
 
 void TestImageProcessor::floodFill()
