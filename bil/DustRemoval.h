@@ -39,7 +39,11 @@ public:
     // are computed. Always returns Success.
     int removeDust(QProgressBar* progressBar);
 
-    // Paint one spot from its border; both lists non-empty.
+    // Paint one spot of image from its border; both lists non-empty. A border
+    // of one value is copied as it is; otherwise paintSpot truncates the
+    // weighted red, green and blue, and paintSpotOnElevationFile rounds the
+    // weighted elevation half away from zero. Large spots are weighted on
+    // the thread pool while pending events are processed.
     void paintSpot(const QList<QPoint>& spot, const QList<QPoint>& border);
     void paintSpotOnElevationFile(const QList<QPoint>& spot, const QList<QPoint>& border);
 
