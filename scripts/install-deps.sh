@@ -8,6 +8,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools
   libminizip-dev zlib1g-dev
   xvfb xauth x11-utils xdotool fonts-dejavu-core qt6-qpa-plugins
+  python3
 )
 
 missing=()

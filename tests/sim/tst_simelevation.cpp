@@ -1,3 +1,4 @@
+#include "ElevationConversation.h"
 #include "SimProcess.h"
 
 #include <QRegularExpression>
@@ -23,39 +24,12 @@ private:
     QNetworkAccessManager network;
 };
 
+using namespace ElevationConversation;
+
 namespace {
 
 const QString passageStart = QStringLiteral("If an error occurs during download");
 const QString passageEnd = QStringLiteral("deleted from our server.");
-
-QString summaryPath(const QString& product, const QString& area)
-{
-    return QStringLiteral(
-        "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
-        "&CS=250&PL=%2")
-        .arg(area, product);
-}
-
-// The download address the program builds from the page: the form's
-// target, "?", then "&name=value" for every INPUT with both attributes.
-QString submissionUrl(const QByteArray& page)
-{
-    const qsizetype start = page.indexOf("<FORM");
-    const QString form = QString::fromLatin1(page.mid(start, page.indexOf("</FORM", start + 5) - start));
-    static const QRegularExpression cut(QStringLiteral("<|/>"));
-    QString query;
-    for (const QString& piece : form.split(cut, Qt::SkipEmptyParts)) {
-        const qsizetype name = piece.indexOf(QStringLiteral("NAME=\""), 0, Qt::CaseInsensitive);
-        const qsizetype value = piece.indexOf(QStringLiteral("VALUE=\""), 0, Qt::CaseInsensitive);
-        if (!piece.contains(QStringLiteral("INPUT"), Qt::CaseInsensitive) || name < 0 || value < 0)
-            continue;
-        query += QStringLiteral("&%1=%2").arg(
-            piece.mid(name + 6, piece.indexOf(QLatin1Char('"'), name + 6) - name - 6),
-            piece.mid(value + 7, piece.indexOf(QLatin1Char('"'), value + 7) - value - 7));
-    }
-    const qsizetype action = form.indexOf(QStringLiteral("ACTION=\""), 0, Qt::CaseInsensitive) + 8;
-    return form.mid(action, form.indexOf(QLatin1Char('"'), action) - action) + QLatin1Char('?') + query;
-}
 
 // Header keywords in lower case with their values, for "KEY value" and
 // "KEY: value" lines alike.
@@ -67,15 +41,6 @@ QMap<QString, QString> headerFields(const QByteArray& header)
     for (const QRegularExpressionMatch& match : line.globalMatch(QString::fromLatin1(header)))
         fields.insert(match.captured(1).toLower(), match.captured(2));
     return fields;
-}
-
-QByteArray entryEndingIn(const QMap<QString, QByteArray>& entries, const QString& suffix)
-{
-    for (auto it = entries.begin(); it != entries.end(); ++it) {
-        if (it.key().endsWith(suffix, Qt::CaseInsensitive))
-            return it.value();
-    }
-    return {};
 }
 
 // Summary page, form submission, redirect, archive; for a simulator that

@@ -1,3 +1,4 @@
+#include "ElevationConversation.h"
 #include "SimProcess.h"
 
 #include <QImage>
@@ -34,10 +35,7 @@ const QString tile = QStringLiteral("/14/4700/6200.png");
 
 QString summaryPath(const QString& area)
 {
-    return QStringLiteral(
-        "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
-        "&CS=250&PL=SM905HZ")
-        .arg(area);
+    return ElevationConversation::summaryPath(QStringLiteral("SM905HZ"), area);
 }
 
 QStringList withoutWaiting(QStringList options)
