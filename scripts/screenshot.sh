@@ -49,6 +49,11 @@ Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$s
 xvfb=$!
 read -r -t 20 number <"$scratch/display" || { echo "screenshot.sh: Xvfb did not start" >&2; cat "$scratch/xvfb.log" >&2; exit 1; }
 export DISPLAY=:$number QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$scratch/config
+for _ in $(seq 50); do
+  xwininfo -root >/dev/null 2>&1 && break
+  sleep 0.2
+done
+xwininfo -root >/dev/null 2>&1 || { echo "screenshot.sh: X server $DISPLAY not answering" >&2; cat "$scratch/xvfb.log" >&2; exit 1; }
 
 # Prints the id of the viewable window with the given title, or fails.
 viewable_window() {
@@ -69,6 +74,7 @@ wait_for_window() {
     sleep 0.2
   done
   echo "screenshot.sh: no window \"$1\" appeared" >&2
+  cat "$scratch/xvfb.log" >&2
   return 1
 }
 
