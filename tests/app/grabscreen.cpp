@@ -10,18 +10,13 @@ int main(int argc, char* argv[])
 {
     QGuiApplication application(argc, argv);
     const QStringList arguments = application.arguments();
-    if (arguments.size() < 2) {
+    bool ok = arguments.size() > 1;
+    const WId window = arguments.size() > 2 ? arguments.at(2).toULongLong(&ok, 0) : 0;
+    if (!ok) {
         QTextStream(stderr) << "usage: grabscreen <output.png> [window id]\n";
         return 2;
     }
-    bool ok = true;
-    const WId window = arguments.size() > 2 ? arguments.at(2).toULongLong(&ok, 0) : 0;
-    if (!ok) {
-        QTextStream(stderr) << "grabscreen: bad window id " << arguments.at(2) << '\n';
-        return 2;
-    }
-    const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(window);
-    if (picture.isNull() || !picture.save(arguments.at(1))) {
+    if (!QGuiApplication::primaryScreen()->grabWindow(window).save(arguments.at(1))) {
         QTextStream(stderr) << "grabscreen: cannot save " << arguments.at(1) << '\n';
         return 1;
     }
