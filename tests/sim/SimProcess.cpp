@@ -1,82 +1,42 @@
 #include "SimProcess.h"
 
 #include <QElapsedTimer>
-#include <QEventLoop>
+#include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTemporaryFile>
-#include <QTimer>
 
 #include <minizip/unzip.h>
 
-namespace {
-
-constexpr int startTimeoutMs = 10000;
-
-}
-
 SimProcess::SimProcess(const QStringList& options)
 {
-    child.setProcessChannelMode(QProcess::SeparateChannels);
     child.start(
         executable(), QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
-    QElapsedTimer clock;
-    clock.start();
-    while (!child.canReadLine() && child.state() != QProcess::NotRunning && clock.elapsed() < startTimeoutMs)
-        child.waitForReadyRead(100);
-    if (child.canReadLine())
+    // The address comes in one write, once the simulator listens.
+    if (child.waitForReadyRead(10000) && child.canReadLine())
         authority = QString::fromLatin1(child.readLine().trimmed());
 }
 
 SimProcess::~SimProcess()
 {
-    if (child.state() == QProcess::NotRunning)
-        return;
-    // SIGTERM first: the simulator then removes its archive folder.
+    // SIGTERM first: the simulator then removes its archive folder. Should
+    // it hang, ~QProcess kills it.
     child.terminate();
-    if (!child.waitForFinished(5000)) {
-        child.kill();
-        child.waitForFinished(5000);
-    }
+    child.waitForFinished(5000);
 }
 
-QString SimProcess::executable()
-{
-    return QStringLiteral(RELKA_BINARY_DIR "/sim/relka-sim");
-}
-
-QUrl SimProcess::url(const QString& pathAndQuery) const
-{
-    return QUrl(QStringLiteral("http://%1%2").arg(authority, pathAndQuery), QUrl::TolerantMode);
-}
-
-QByteArray Fetched::header(const QByteArray& name) const
-{
-    for (const auto& [key, value] : headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
-    }
-    return {};
-}
-
-Fetched fetch(QNetworkAccessManager& network, const QUrl& url, int timeoutMs)
+Fetched fetch(QNetworkAccessManager& network, const QUrl& url)
 {
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     QElapsedTimer clock;
     clock.start();
     QNetworkReply* reply = network.get(request);
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    if (!reply->isFinished())
-        loop.exec();
-    if (!reply->isFinished())
+    if (!reply->isFinished() && !QSignalSpy(reply, &QNetworkReply::finished).wait(30000))
         reply->abort();
-    Fetched fetched;
-    fetched.error = reply->error();
-    fetched.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    fetched.body = reply->readAll();
-    fetched.headers = reply->rawHeaderPairs();
-    fetched.milliseconds = clock.elapsed();
+    Fetched fetched { reply->error(), reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+        reply->readAll(), {}, clock.elapsed() };
+    for (const auto& [name, value] : reply->rawHeaderPairs())
+        fetched.headers.insert(name.toLower(), value);
     reply->deleteLater();
     return fetched;
 }
@@ -103,4 +63,36 @@ QMap<QString, QByteArray> unzipEntries(const QByteArray& archive)
     }
     unzClose(zip);
     return entries;
+}
+
+QString summaryPath(const QString& product, const QString& area)
+{
+    return QStringLiteral(
+        "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
+        "&CS=250&PL=%2")
+        .arg(area, product);
+}
+
+QString submissionUrl(const QByteArray& page)
+{
+    const QString form
+        = QString::fromLatin1(page.mid(page.indexOf("<FORM"))).section(QStringLiteral("</FORM"), 0, 0);
+    static const QRegularExpression action(
+        QStringLiteral("ACTION=\"([^\"]*)\""), QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression input(
+        QStringLiteral("<INPUT[^>]*NAME=\"([^\"]*)\"[^>]*VALUE=\"([^\"]*)\""),
+        QRegularExpression::CaseInsensitiveOption);
+    QString url = action.match(form).captured(1) + QLatin1Char('?');
+    for (const QRegularExpressionMatch& match : input.globalMatch(form))
+        url += QStringLiteral("&%1=%2").arg(match.captured(1), match.captured(2));
+    return url;
+}
+
+QByteArray entryEndingIn(const QMap<QString, QByteArray>& entries, const QString& suffix)
+{
+    for (auto it = entries.begin(); it != entries.end(); ++it) {
+        if (it.key().endsWith(suffix, Qt::CaseInsensitive))
+            return it.value();
+    }
+    return {};
 }

@@ -1,48 +1,50 @@
 #pragma once
 
-#include <QByteArray>
-#include <QList>
 #include <QMap>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QProcess>
-#include <QStringList>
-#include <QUrl>
 
 // A running relka-sim for one test: started with the given options on a
 // free loopback port, stopped when the object goes (killed if it does not
 // end by itself).
-class SimProcess
-{
+class SimProcess {
 public:
     explicit SimProcess(const QStringList& options = {});
     ~SimProcess();
 
     // False when the simulator did not print its address in time.
     bool isRunning() const { return !authority.isEmpty(); }
-    QUrl url(const QString& pathAndQuery) const;
+    QUrl url(const QString& path) const { return QUrl("http://" + authority + path, QUrl::TolerantMode); }
     QProcess& process() { return child; }
 
-    static QString executable();
+    static QString executable() { return QStringLiteral(RELKA_BINARY_DIR "/sim/relka-sim"); }
 
 private:
     QProcess child;
     QString authority;
 };
 
-// One finished GET, redirects not followed.
+// One finished GET, redirects not followed; header names in lower case.
 struct Fetched {
     QNetworkReply::NetworkError error = QNetworkReply::NoError;
     int status = 0;
     QByteArray body;
-    QList<QNetworkReply::RawHeaderPair> headers;
+    QMap<QByteArray, QByteArray> headers;
     qint64 milliseconds = 0;
-
-    QByteArray header(const QByteArray& name) const;
 };
 
-// Waits at most timeoutMs; a reply still running then is aborted.
-Fetched fetch(QNetworkAccessManager& network, const QUrl& url, int timeoutMs = 30000);
+// Waits at most 30 s; a reply still running then is aborted.
+Fetched fetch(QNetworkAccessManager& network, const QUrl& url);
 
 // Entry name to content, read with minizip; empty when the data is no ZIP.
 QMap<QString, QByteArray> unzipEntries(const QByteArray& archive);
+
+// What a client of the elevation extract service builds and looks for.
+// The request-summary path for a product code and an "AL=" area text.
+QString summaryPath(const QString& product, const QString& area);
+// The download address the program builds from the page: the form's
+// target, "?", then "&name=value" for every INPUT with both attributes.
+QString submissionUrl(const QByteArray& page);
+// The first archive entry whose name ends in suffix (any case), or nothing.
+QByteArray entryEndingIn(const QMap<QString, QByteArray>& entries, const QString& suffix);
