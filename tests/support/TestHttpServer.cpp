@@ -10,15 +10,6 @@ namespace {
 
 const QByteArray headEnd = QByteArrayLiteral("\r\n\r\n");
 
-QByteArray findHeader(const QList<QPair<QByteArray, QByteArray>>& headers, const QByteArray& name)
-{
-    for (const auto& [key, value] : headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
-    }
-    return {};
-}
-
 // Splits a request head (request line and header lines) into a request.
 TestHttpServer::Request parseHead(const QByteArray& head)
 {
@@ -35,13 +26,6 @@ TestHttpServer::Request parseHead(const QByteArray& head)
     return request;
 }
 
-QByteArray encodedPiece(const QByteArray& data, TestHttpServer::Response::Framing framing)
-{
-    if (framing != TestHttpServer::Response::Framing::Chunked)
-        return data;
-    return QByteArray::number(data.size(), 16) + "\r\n" + data + "\r\n";
-}
-
 } // namespace
 
 QByteArray TestHttpServer::Request::path() const
@@ -52,7 +36,11 @@ QByteArray TestHttpServer::Request::path() const
 
 QByteArray TestHttpServer::Request::header(const QByteArray& name) const
 {
-    return findHeader(headers, name);
+    for (const auto& [key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return {};
 }
 
 TestHttpServer::TestHttpServer(QObject* parent)
@@ -168,8 +156,10 @@ void TestHttpServer::writeBody(QTcpSocket* socket, const Response& response, qin
     const qint64 end = drops ? qMin<qint64>(response.dropAfter, response.body.size()) : response.body.size();
     const qint64 pieceSize = response.pieceSize > 0 ? response.pieceSize : end - offset;
     const QByteArray piece = response.body.mid(offset, qMin(pieceSize, end - offset));
-    if (!piece.isEmpty())
-        socket->write(encodedPiece(piece, response.framing));
+    if (!piece.isEmpty() && response.framing == Response::Framing::Chunked)
+        socket->write(QByteArray::number(piece.size(), 16) + "\r\n" + piece + "\r\n");
+    else if (!piece.isEmpty())
+        socket->write(piece);
     offset += piece.size();
     if (offset < end) {
         QTimer::singleShot(response.pieceDelayMs, this, [this, guard = QPointer(socket), response, offset] {
