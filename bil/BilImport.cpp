@@ -3,6 +3,7 @@
 #include "app/MessageBoxes.h"
 #include "app/MessageLog.h"
 #include "app/SettingsStore.h"
+#include "bil/BackgroundWork.h"
 #include "bil/BilHeaderFile.h"
 #include "bil/DustRemoval.h"
 #include "bil/ElevationImage.h"
@@ -312,10 +313,13 @@ void BilImport::showPreview(const QImage& image, double cosLat)
 {
     // Smooth scaling works on 32-bit pixels: converting once here spares a
     // conversion there and back in each of the two steps.
-    previewImage = image.convertToFormat(QImage::Format_RGB32)
-                       .scaled(truncated(image.width() * cosLat), image.height(), Qt::IgnoreAspectRatio,
-                           Qt::SmoothTransformation)
-                       .scaled(previewLabel->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    const QSize labelSize = previewLabel->size();
+    previewImage = BackgroundWork::run([&image, cosLat, labelSize] {
+        return image.convertToFormat(QImage::Format_RGB32)
+            .scaled(truncated(image.width() * cosLat), image.height(), Qt::IgnoreAspectRatio,
+                Qt::SmoothTransformation)
+            .scaled(labelSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    });
     previewLabel->setPixmap(QPixmap::fromImage(previewImage));
 }
 
@@ -399,8 +403,8 @@ bool BilImport::writeColorFile(double cosLat)
     addMessage(tr("Seamless: Creating color file from elevation file."));
     processEvents();
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
-    ElevationImage image;
-    if (!image.load(correctedFile)) {
+    QImage image = BackgroundWork::run([&correctedFile] { return QImage(correctedFile); });
+    if (image.isNull()) {
         addMessage(tr("Seamless error: Could not open file %1").arg(correctedFile));
         return false;
     }
@@ -431,7 +435,7 @@ bool BilImport::writeColorFile(double cosLat)
 bool BilImport::save(const QImage& image, const QString& fileName)
 {
     parentWidget->setCursor(Qt::WaitCursor);
-    const bool saved = image.save(fileName);
+    const bool saved = BackgroundWork::run([&image, &fileName] { return image.save(fileName); });
     parentWidget->setCursor(Qt::ArrowCursor);
     if (!saved)
         addMessage(tr("Seamless: Could not save file %1.").arg(fileName));

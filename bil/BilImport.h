@@ -15,8 +15,11 @@ class QWidget;
 // a NODATA value, "-el-corr.png" with the holes filled and the colour-coded
 // "-el-col.png". Made for one import and dropped afterwards.
 //
-// Everything runs on the calling (GUI) thread; pending events are processed
-// after every image row, so other slots may run in the middle of an import.
+// The work runs on the calling (GUI) thread, apart from the long single
+// calls (PNG encoding and decoding, the preview's scaling), which run on the
+// thread pool. Pending events are processed after every image row and every
+// few milliseconds during those calls, so other slots may run in the middle
+// of an import.
 // The widgets and the preview image belong to the caller and must outlive
 // the object; none of the pointers may be null.
 class BilImport : public QObject {

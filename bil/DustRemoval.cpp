@@ -1,5 +1,6 @@
 #include "DustRemoval.h"
 
+#include "bil/BackgroundWork.h"
 #include "bil/ElevationImage.h"
 #include "bil/ImageProcessor.h"
 
@@ -8,9 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProgressBar>
-#include <QSemaphore>
 #include <QThread>
-#include <QThreadPool>
 #include <QWidget>
 
 #include <algorithm>
@@ -29,9 +28,6 @@ constexpr qsizetype blockPixels = 256;
 // Below this many pixel-to-border pairs (well under a millisecond of work) a
 // spot is computed on the calling thread.
 constexpr qsizetype parallelPairs = 1 << 20;
-// Longest time the scan or a wait for the workers goes without processing
-// events.
-constexpr int eventIntervalMs = 20;
 
 // The border of a spot as plain arrays, so that the weighting loops read
 // nothing but doubles.
@@ -131,19 +127,11 @@ std::unique_ptr<double[]> weightedMeans(const BorderSamples<Channels>& border, c
     }
 
     std::atomic<qsizetype> nextBlock { 0 };
-    QSemaphore finished;
-    const auto work = [&] {
+    BackgroundWork::runOnWorkers(std::max(1, QThread::idealThreadCount()), [&] {
         for (qsizetype first = nextBlock.fetch_add(blockPixels); first < pixels;
              first = nextBlock.fetch_add(blockPixels))
             weightedMeans(border, spot, first, std::min(first + blockPixels, pixels), means.get());
-        finished.release();
-    };
-    const int workers = std::max(1, QThread::idealThreadCount());
-    for (int worker = 0; worker < workers; ++worker)
-        QThreadPool::globalInstance()->start(work);
-    do
-        QCoreApplication::processEvents();
-    while (!finished.tryAcquire(workers, eventIntervalMs));
+    });
     return means;
 }
 
@@ -184,15 +172,16 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
     messages.clear();
     this->elevationFile = elevationFile;
 
-    image.load(inputFile);
+    image = BackgroundWork::run([&inputFile] { return QImage(inputFile); });
     if (image.isNull()) {
         messages.append(tr("Error: Cannot load \"%1\".").arg(inputFile));
         return InputNotLoaded;
     }
-    if (maskFile.isEmpty())
-        mask = colorKeyMask(image, color);
-    else
-        mask.load(maskFile);
+    // The images are members, but nothing else touches them while they are
+    // being loaded or built.
+    mask = BackgroundWork::run([this, &maskFile, color] {
+        return maskFile.isEmpty() ? colorKeyMask(image, color) : QImage(maskFile);
+    });
     if (mask.isNull()) {
         messages.append(tr("Error: Cannot load mask file \"%1\".").arg(maskFile));
         return MaskNotLoaded;
@@ -220,7 +209,7 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
     }
     if (widget)
         widget->setCursor(Qt::WaitCursor);
-    const bool saved = image.save(outputFile);
+    const bool saved = BackgroundWork::run([this, &outputFile] { return image.save(outputFile); });
     if (widget)
         widget->setCursor(Qt::ArrowCursor);
     if (!saved) {
@@ -245,7 +234,7 @@ int DustRemoval::removeDust(QProgressBar* progressBar)
     QElapsedTimer sinceEvents;
     sinceEvents.start();
     const auto keepAlive = [&sinceEvents] {
-        if (sinceEvents.elapsed() >= eventIntervalMs) {
+        if (sinceEvents.elapsed() >= BackgroundWork::eventIntervalMs) {
             QCoreApplication::processEvents();
             sinceEvents.restart();
         }

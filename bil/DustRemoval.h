@@ -30,7 +30,8 @@ public:
     // The whole job: load the input and the mask (or, with an empty mask
     // file name, take as NODATA every pixel of exactly the colour color),
     // fill, save. widget gets the wait cursor while saving; both pointers may
-    // be null.
+    // be null. Loading and saving run on the thread pool while pending events
+    // are processed.
     int removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile,
         bool overwrite, const unsigned int& color, bool elevationFile, QWidget* widget,
         QProgressBar* progressBar);

@@ -1,16 +1,11 @@
 #include "ImageProcessor.h"
 
+#include "bil/BackgroundWork.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
 #include <algorithm>
-
-namespace {
-
-// Longest time a fill goes without processing events.
-constexpr int eventIntervalMs = 20;
-
-} // namespace
 
 ImageProcessor::ImageProcessor(const QImage& image)
     : image(withArgbPixels(image))
@@ -77,7 +72,7 @@ void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned
         for (int column = run.first; column <= run.last; ++column)
             if (matches(line(run.row)[column]))
                 fillSpan(column, run.row);
-        if (sinceEvents.elapsed() >= eventIntervalMs) {
+        if (sinceEvents.elapsed() >= BackgroundWork::eventIntervalMs) {
             QCoreApplication::processEvents();
             sinceEvents.restart();
         }

@@ -7,9 +7,11 @@
 //   relka-bench-import --ned    NED 1/3": 10801 x 5401 32-bit floats, 1° x 0.5°
 //
 // Both rasters carry 40 voids of 100 to 20,000 pixels. The peak memory is
-// the process's, read right after the import.
+// the process's, read right after the import; the longest stretch without
+// event processing is measured over the whole import.
 
 #include "app/MessageLog.h"
+#include "bench/EventGapMeter.h"
 #include "bil/BilImport.h"
 
 #include <QApplication>
@@ -160,7 +162,7 @@ void printRow(const QString& what, const Times& times)
 }
 
 // The import, with the time between its log lines as phase times.
-Times timeImport(const QString& baseName)
+Times timeImport(const QString& baseName, EventGapMeter& meter)
 {
     QWidget window;
     QProgressBar reading(&window);
@@ -171,6 +173,7 @@ Times timeImport(const QString& baseName)
     QImage previewImage;
     BilImport import(baseName, &reading, &correcting, &coloring, &preview, previewImage, &window);
 
+    meter.restart();
     const Times start = now();
     Times lastMark = start;
     QString phase = QStringLiteral("from the start");
@@ -255,7 +258,10 @@ int main(int argc, char* argv[])
         "wall", "processor");
     std::fflush(stdout);
 
-    const Times import = timeImport(baseName);
+    EventGapMeter meter;
+    const Times import = timeImport(baseName, meter);
+    const qint64 longestGap = meter.longestMs();
+    const qint64 passes = meter.passCount();
     rusage usage {};
     getrusage(RUSAGE_SELF, &usage);
     std::printf("PNG input and output alone:\n");
@@ -266,6 +272,8 @@ int main(int argc, char* argv[])
     printRow(QStringLiteral("PNG input and output alone"), inputOutput);
     std::printf(
         "  %-66s %7.2f   %7.2f\n", "ratio", import.wall / inputOutput.wall, import.cpu / inputOutput.cpu);
+    std::printf("  %-66s %7lld ms (%lld passes)\n", "longest stretch without event processing",
+        static_cast<long long>(longestGap), static_cast<long long>(passes));
     std::printf("  %-66s %7ld MB\n", "peak memory (ru_maxrss) after the import", usage.ru_maxrss / 1024);
     return 0;
 }
