@@ -43,18 +43,6 @@ downloadArea=1° (lon) by 0.5° (lat)
 elevationDataSource=SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]
 CONF
 
-# -displayfd makes the server pick a free display and tell us its number.
-mkfifo "$scratch/display"
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$scratch/xvfb.log" &
-xvfb=$!
-read -r -t 20 number <"$scratch/display" || { echo "screenshot.sh: Xvfb did not start" >&2; cat "$scratch/xvfb.log" >&2; exit 1; }
-export DISPLAY=:$number QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$scratch/config
-for _ in $(seq 50); do
-  xwininfo -root >/dev/null 2>&1 && break
-  sleep 0.2
-done
-xwininfo -root >/dev/null 2>&1 || { echo "screenshot.sh: X server $DISPLAY not answering" >&2; cat "$scratch/xvfb.log" >&2; exit 1; }
-
 # Prints the id of the viewable window with the given title, or fails.
 viewable_window() {
   local info
@@ -78,11 +66,38 @@ wait_for_window() {
   return 1
 }
 
-# The default working directory "." is the scratch folder.
-(cd "$scratch/work" && exec "$relka") &
-program=$!
+# Starts a private X server and the program on it; fails when either does
+# not come up. -displayfd makes the server pick a free display and tell us
+# its number.
+start_session() {
+  rm -f "$scratch/display"
+  mkfifo "$scratch/display"
+  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$scratch/xvfb.log" &
+  xvfb=$!
+  local number
+  read -r -t 20 number <"$scratch/display" || { echo "screenshot.sh: Xvfb did not start" >&2; return 1; }
+  export DISPLAY=:$number QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$scratch/config
+  # The default working directory "." is the scratch folder.
+  (cd "$scratch/work" && exec "$relka") &
+  program=$!
+  main=$(wait_for_window "Relka - OSM & SRTM Data")
+}
 
-main=$(wait_for_window "Relka - OSM & SRTM Data")
+stop_session() {
+  [ -n "$program" ] && kill "$program" 2>/dev/null || true
+  [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null || true
+  wait 2>/dev/null || true
+  program="" xvfb=""
+}
+
+# Other X servers starting or stopping on the same machine at the same
+# moment can make a start fail now and then: try again on a fresh server.
+for attempt in 1 2 3; do
+  start_session && break
+  stop_session
+  [ "$attempt" -lt 3 ] || exit 1
+  echo "screenshot.sh: starting again" >&2
+done
 "$grab" "$out/main-dialog.png" "$main"
 
 # The address field has the focus; two tabs lead to "Settings...".
