@@ -13,32 +13,6 @@ ElevationImage::ElevationImage(const QSize& size, QImage::Format format)
 {
 }
 
-ElevationImage::ElevationImage(uchar* data, int width, int height, QImage::Format format)
-    : QImage(data, width, height, format)
-{
-}
-
-ElevationImage::ElevationImage(const uchar* data, int width, int height, QImage::Format format)
-    : QImage(data, width, height, format)
-{
-}
-
-ElevationImage::ElevationImage(uchar* data, int width, int height, qsizetype bytesPerLine, QImage::Format format)
-    : QImage(data, width, height, bytesPerLine, format)
-{
-}
-
-ElevationImage::ElevationImage(
-    const uchar* data, int width, int height, qsizetype bytesPerLine, QImage::Format format)
-    : QImage(data, width, height, bytesPerLine, format)
-{
-}
-
-ElevationImage::ElevationImage(const char* fileName, const char* format)
-    : QImage(QString::fromLocal8Bit(fileName), format)
-{
-}
-
 ElevationImage::ElevationImage(const QString& fileName, const char* format)
     : QImage(fileName, format)
 {

@@ -17,11 +17,6 @@ public:
     ElevationImage() = default;
     ElevationImage(int width, int height, QImage::Format format);
     ElevationImage(const QSize& size, QImage::Format format);
-    ElevationImage(uchar* data, int width, int height, QImage::Format format);
-    ElevationImage(const uchar* data, int width, int height, QImage::Format format);
-    ElevationImage(uchar* data, int width, int height, qsizetype bytesPerLine, QImage::Format format);
-    ElevationImage(const uchar* data, int width, int height, qsizetype bytesPerLine, QImage::Format format);
-    explicit ElevationImage(const char* fileName, const char* format = nullptr);
     explicit ElevationImage(const QString& fileName, const char* format = nullptr);
     // a and b are map units per pixel horizontally and vertically.
     ElevationImage(const QString& fileName, double a, double b, const char* format = nullptr);

@@ -57,7 +57,6 @@ void ImageProcessor::floodFill2(int x, int y, unsigned int targetColor, unsigned
     blueMin = qBlue(targetColor) - tolerance;
     blueMax = qBlue(targetColor) + tolerance;
     this->fillColor = fillColor;
-    this->tolerance = tolerance;
 
     if (!image.valid(x, y) || !matches(line(y)[x]))
         return;

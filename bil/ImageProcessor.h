@@ -4,7 +4,6 @@
 
 #include <QImage>
 #include <QList>
-#include <QObject>
 #include <QPoint>
 
 #include <vector>
@@ -14,7 +13,7 @@
 // the pixels bordering it; the area is painted in the copy, so a later fill
 // started inside it finds nothing. The copy is made row by row as rows are
 // painted: a large mask with a few small holes costs only those rows.
-class ImageProcessor : public QObject {
+class ImageProcessor {
 public:
     explicit ImageProcessor(const QImage& image);
 
@@ -60,5 +59,4 @@ private:
     int blueMin = 0;
     int blueMax = 0;
     unsigned int fillColor = 0;
-    int tolerance = 0;
 };

@@ -10,7 +10,6 @@ Palette::Palette()
     const QImage picture(SettingsStore::paletteNumber() == 2 ? QStringLiteral(":/Palette/palette2.png")
                                                              : QStringLiteral(":/Palette/palette1.png"));
     colorCount = picture.width();
-    imageHeight = picture.height();
     colors = std::make_unique<unsigned int[]>(colorCount);
     for (int x = 0; x < colorCount; ++x)
         colors[x] = picture.pixel(x, 0);

@@ -22,5 +22,4 @@ public:
 private:
     std::unique_ptr<unsigned int[]> colors;
     int colorCount = 0;
-    int imageHeight = 0;
 };
