@@ -48,15 +48,6 @@ double roundedToMillionths(double c)
                  : std::trunc(c / millionth + 0.5) * millionth;
 }
 
-// Rounds half away from zero, as ElevationImage::setElevation stores a
-// value; NaN is stored as 0 there too.
-int storedValue(double v)
-{
-    if (std::isnan(v))
-        return 0;
-    return v < 0 ? -static_cast<int>(std::trunc(-v + 0.5)) : static_cast<int>(std::trunc(v + 0.5));
-}
-
 double limited(double v)
 {
     return std::clamp(v, double(ElevationImage::minimumValue), double(ElevationImage::maximumValue));
@@ -185,7 +176,7 @@ private:
             const double v = limited(double(s) * 256.0);
             minimum = std::min(v, minimum);
             maximum = std::max(v, maximum);
-            putPixel(pixels, storedValue(v));
+            putPixel(pixels, ElevationImage::rounded(v));
         }
     }
 

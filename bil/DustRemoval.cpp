@@ -307,11 +307,8 @@ void DustRemoval::paintSpotOnElevationFile(const QList<QPoint>& spot, const QLis
     }
 
     const std::unique_ptr<double[]> means = weightedMeans(samples, spot);
-    paintPixels(image, spot, [&means](qsizetype i) {
-        const double mean = means[i];
-        return ElevationImage::encode(
-            mean >= 0 ? static_cast<int>(mean + 0.5) : -static_cast<int>(0.5 - mean));
-    });
+    paintPixels(image, spot,
+        [&means](qsizetype i) { return ElevationImage::encode(ElevationImage::rounded(means[i])); });
 }
 
 int DustRemoval::elevation(const QImage& image, int x, int y)

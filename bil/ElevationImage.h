@@ -2,6 +2,8 @@
 
 #include <QImage>
 
+#include <cmath>
+
 // An image whose pixels carry elevations instead of colours: each pixel holds
 // a signed 24-bit integer in its red (bits 16-23), green (8-15) and blue
 // (0-7) bytes, so an elevation raster survives a round trip through PNG.
@@ -41,6 +43,15 @@ public:
     {
         const int u = static_cast<int>(pixel & 0xFFFFFFu);
         return u < 0x800000 ? u : u - 0x1000000;
+    }
+    // Half away from zero, as a value to be stored is rounded; NaN gives 0.
+    // value must lie within the range of int.
+    static int rounded(double value)
+    {
+        if (std::isnan(value))
+            return 0;
+        return value < 0 ? -static_cast<int>(std::trunc(-value + 0.5))
+                         : static_cast<int>(std::trunc(value + 0.5));
     }
 
 private:
