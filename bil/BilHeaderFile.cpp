@@ -245,7 +245,7 @@ void BilHeaderFile::guessSampleWidth()
     for (const auto& guess : guesses) {
         if (data.size() == guess.bytes * samples) {
             nbits = 8 * guess.bytes;
-            addMessage(tr(guess.message));
+            MessageLog::append(tr(guess.message));
         }
     }
 }
@@ -276,9 +276,4 @@ bool BilHeaderFile::validate()
             + tr("Make sure that the *.BIL, *.HDR and *.BLW files are present."),
         QMessageBox::Ok);
     return false;
-}
-
-void BilHeaderFile::addMessage(const QString& text)
-{
-    MessageLog::append(text);
 }

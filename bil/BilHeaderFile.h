@@ -31,8 +31,6 @@ public:
     // not recognised. Keys match by prefix in any letter case.
     bool insertEntry(QString key, const QString& value);
 
-    void addMessage(const QString& text);
-
     // Read by the raster import after open(). open() starts them at the
     // values noted here, the coordinates and pixel sizes at unset:
     int rows;             // -1: not given

@@ -202,23 +202,21 @@ BilImport::BilImport(const QString& baseName, QProgressBar* progressBarReading,
 {
 }
 
-void BilImport::addMessage(const QString& text) { MessageLog::append(text); }
-
 bool BilImport::importBil()
 {
     QFile dataFile(baseName + QStringLiteral(".bil"));
     if (!dataFile.open(QIODevice::ReadOnly)) {
-        addMessage(tr("Seamless error: importBIL() could not read %1").arg(dataFile.fileName()));
+        MessageLog::append(tr("Seamless error: importBIL() could not read %1").arg(dataFile.fileName()));
         return false;
     }
     BilHeaderFile header(baseName + QStringLiteral(".hdr"));
     if (!header.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        addMessage(tr("Seamless error: importBIL() could not read %1").arg(header.fileName()));
+        MessageLog::append(tr("Seamless error: importBIL() could not read %1").arg(header.fileName()));
         return false;
     }
 
     const RasterWindow window(header);
-    addMessage(tr("Seamless: BIL file size is %1 kB.").arg(window.kiloBytes));
+    MessageLog::append(tr("Seamless: BIL file size is %1 kB.").arg(window.kiloBytes));
     processEvents();
 
     qint64 dataOffset = 0;
@@ -234,10 +232,10 @@ bool BilImport::importBil()
     const double cosLat = std::cos(window.ulYr / 180 * pi);
     showPreview(image, cosLat);
     header.close();
-    addMessage(tr("Seamless: NODATA value = %1").arg(header.nodata));
-    addMessage(tr("Seamless: Range of elevations written to the output file: %1 ... %2")
-                   .arg(converter.minimum / 256)
-                   .arg(converter.maximum / 256));
+    MessageLog::append(tr("Seamless: NODATA value = %1").arg(header.nodata));
+    MessageLog::append(tr("Seamless: Range of elevations written to the output file: %1 ... %2")
+                           .arg(converter.minimum / 256)
+                           .arg(converter.maximum / 256));
     processEvents();
 
     if (header.nodataSet) {
@@ -321,14 +319,15 @@ bool BilImport::replaceNodata(ElevationImage& image)
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
     if (!save(image, uncorrectedFile))
         return false;
-    addMessage(tr("Seamless: Creating mask file indicating NODATA areas."));
+    MessageLog::append(tr("Seamless: Creating mask file indicating NODATA areas."));
     const qint64 count = saveNodataMask(image, maskFile);
     if (count < 0)
         return false;
 
     if (count >= nodataFillLimit) {
-        addMessage(tr("Seamless: Too many NODATA pixels (%1) in the elevation file. Setting them to zero.")
-                       .arg(count));
+        MessageLog::append(
+            tr("Seamless: Too many NODATA pixels (%1) in the elevation file. Setting them to zero.")
+                .arg(count));
         setNodataToZero(image);
         if (!save(image, correctedFile))
             return false;
@@ -337,7 +336,7 @@ bool BilImport::replaceNodata(ElevationImage& image)
         return true;
     }
 
-    addMessage(tr("Seamless: Removing NODATA areas by interpolation."));
+    MessageLog::append(tr("Seamless: Removing NODATA areas by interpolation."));
     processEvents();
     // The filler works on the saved files; the image is not needed any more
     // and would only add to the peak memory of a large raster.
@@ -347,9 +346,9 @@ bool BilImport::replaceNodata(ElevationImage& image)
         true, parentWidget, progressBarCorrecting);
     processEvents();
     if (result != 0) {
-        addMessage(tr("Seamless: Problems during NODATA area removal:"));
+        MessageLog::append(tr("Seamless: Problems during NODATA area removal:"));
         for (const QString& message : std::as_const(dustRemoval.messages))
-            addMessage(message);
+            MessageLog::append(message);
     }
     return true;
 }
@@ -391,12 +390,12 @@ void BilImport::setNodataToZero(ElevationImage& image)
 
 bool BilImport::writeColorFile(double cosLat)
 {
-    addMessage(tr("Seamless: Creating color file from elevation file."));
+    MessageLog::append(tr("Seamless: Creating color file from elevation file."));
     processEvents();
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
     QImage image = BackgroundWork::run([&correctedFile] { return QImage(correctedFile); });
     if (image.isNull()) {
-        addMessage(tr("Seamless error: Could not open file %1").arg(correctedFile));
+        MessageLog::append(tr("Seamless error: Could not open file %1").arg(correctedFile));
         return false;
     }
     const double lo = SettingsStore::paletteMinimum() * 256.0;
@@ -429,6 +428,6 @@ bool BilImport::save(const QImage& image, const QString& fileName)
     const bool saved = BackgroundWork::run([&image, &fileName] { return image.save(fileName); });
     parentWidget->setCursor(Qt::ArrowCursor);
     if (!saved)
-        addMessage(tr("Seamless: Could not save file %1.").arg(fileName));
+        MessageLog::append(tr("Seamless: Could not save file %1.").arg(fileName));
     return saved;
 }

@@ -34,8 +34,6 @@ public:
     // Work files written before a failure stay on disk.
     bool importBil();
 
-    void addMessage(const QString& text);
-
 private:
     struct RasterWindow;
     class SampleConverter;
