@@ -4,6 +4,7 @@
 
 #include "StraightforwardFill.h"
 #include "bench/EventGapMeter.h"
+#include "bench/Terrain.h"
 #include "bil/DustRemoval.h"
 #include "bil/ElevationImage.h"
 
@@ -32,15 +33,11 @@ struct Scene {
         : image(width, height, QImage::Format_RGB32)
         , mask(width, height, QImage::Format_RGB32)
     {
-        // Smooth hills and valleys between about -200 m and 3000 m, stored
-        // in steps of 1/256 m.
+        // Stored in steps of 1/256 m.
         for (int y = 0; y < height; ++y) {
             QRgb* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-            for (int x = 0; x < width; ++x) {
-                const double metres = 1400.0 + 900.0 * std::sin(x * 0.0031) * std::cos(y * 0.0047)
-                    + 500.0 * std::sin((x + 2 * y) * 0.011) + 150.0 * std::cos((3 * x - y) * 0.037);
-                line[x] = ElevationImage::encode(int(std::lround(metres * 256.0)));
-            }
+            for (int x = 0; x < width; ++x)
+                line[x] = ElevationImage::encode(int(std::lround(terrainMetres(x, y) * 256.0)));
         }
         mask.fill(white);
     }

@@ -12,6 +12,7 @@
 
 #include "app/MessageLog.h"
 #include "bench/EventGapMeter.h"
+#include "bench/Terrain.h"
 #include "bil/BilImport.h"
 
 #include <QApplication>
@@ -80,13 +81,11 @@ std::vector<Void> makeVoids(const RasterSize& size, QRandomGenerator& random)
     return voids;
 }
 
-// Hills and valleys between about -200 m and 3000 m with a little noise, in
-// whole metres for integer samples.
+// The benchmark terrain with a little noise, in whole metres for integer
+// samples.
 double terrain(int column, int row, QRandomGenerator& random, bool wholeMetres)
 {
-    const double metres = 1400.0 + 900.0 * std::sin(column * 0.0031) * std::cos(row * 0.0047)
-        + 500.0 * std::sin((column + 2 * row) * 0.011) + 150.0 * std::cos((3 * column - row) * 0.037)
-        + 2.0 * random.generateDouble();
+    const double metres = terrainMetres(column, row) + 2.0 * random.generateDouble();
     return wholeMetres ? std::round(metres) : metres;
 }
 
