@@ -4,14 +4,17 @@
 
 namespace {
 
+constexpr QLatin1String organization("Brenholt");
+constexpr QLatin1String application("relka");
+
 QVariant read(const char* key, const QVariant& fallback = {})
 {
-    return QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).value(QLatin1String(key), fallback);
+    return QSettings(organization, application).value(QLatin1String(key), fallback);
 }
 
 void write(const char* key, const QVariant& value)
 {
-    QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).setValue(QLatin1String(key), value);
+    QSettings(organization, application).setValue(QLatin1String(key), value);
 }
 
 } // namespace
@@ -30,7 +33,7 @@ int SettingsStore::paletteMaximum() { return read("paletteMaximum", 8000).toInt(
 
 void SettingsStore::setDownloadRectangle(double north, double south, double west, double east)
 {
-    QSettings settings(QStringLiteral("Brenholt"), QStringLiteral("relka"));
+    QSettings settings(organization, application);
     settings.setValue(QStringLiteral("downloadNorth"), north);
     settings.setValue(QStringLiteral("downloadSouth"), south);
     settings.setValue(QStringLiteral("downloadWest"), west);
