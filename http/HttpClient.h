@@ -45,7 +45,7 @@ public:
     ~HttpClient() override;
 
     // Queues a host setting for the GETs issued after it.
-    int setHost(const QString& host, quint16 port = 80);
+    int setHost(const QString& host, quint16 port = ServiceEndpoint::defaultPort);
     // Queues a GET of path (which may carry a query). The body is written to
     // `to` as it arrives; the device stays owned by the caller and must stay
     // open until the request finishes. Without a device the body is dropped.
