@@ -25,12 +25,13 @@ done
 scratch=$(mktemp -d)
 xvfb=""
 program=""
-cleanup() {
+stop_session() {
   [ -n "$program" ] && kill "$program" 2>/dev/null || true
   [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null || true
-  rm -rf "$scratch"
+  wait 2>/dev/null || true
+  program="" xvfb=""
 }
-trap cleanup EXIT
+trap 'stop_session; rm -rf "$scratch"' EXIT
 
 mkdir -p "$scratch/config/Brenholt" "$scratch/work"
 cat >"$scratch/config/Brenholt/relka.conf" <<CONF
@@ -81,13 +82,6 @@ start_session() {
   (cd "$scratch/work" && exec "$relka") &
   program=$!
   main=$(wait_for_window "Relka - OSM & SRTM Data")
-}
-
-stop_session() {
-  [ -n "$program" ] && kill "$program" 2>/dev/null || true
-  [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null || true
-  wait 2>/dev/null || true
-  program="" xvfb=""
 }
 
 # Other X servers starting or stopping on the same machine at the same
