@@ -7,9 +7,9 @@ Writes resources/MainDialog/relka.png (128 x 128) by default. Needs only the
 Python standard library."""
 import math
 import os
-import struct
 import sys
-import zlib
+
+import pngfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 OUTPUT = sys.argv[1] if len(sys.argv) > 1 else os.path.join(HERE, "..", "resources", "MainDialog", "relka.png")
@@ -102,15 +102,9 @@ def render():
     return b"".join(rows)
 
 
-def chunk(kind, data):
-    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data) & 0xFFFFFFFF)
-
-
 def main():
-    header = struct.pack(">IIBBBBB", SIZE, SIZE, 8, 6, 0, 0, 0)
-    png = b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(render(), 9)) + chunk(b"IEND", b"")
     with open(OUTPUT, "wb") as f:
-        f.write(png)
+        f.write(pngfile.encode(SIZE, SIZE, 6, render()))
 
 
 if __name__ == "__main__":

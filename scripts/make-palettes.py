@@ -9,7 +9,7 @@ palette2a.png are 240 x 16 strips of the same ramp for the settings dialog.
     scripts/make-palettes.py            rewrite the four pictures
     scripts/make-palettes.py --check    only compare them, exit 1 on a difference
 
-Standard library only: the PNG chunks are written with zlib and struct.
+Standard library only (PNG writing in pngfile.py beside this script).
 """
 
 import argparse
@@ -18,6 +18,8 @@ import struct
 import sys
 import zlib
 from fractions import Fraction
+
+import pngfile
 
 # (index, red, green, blue) at the key indices of the 960-colour ramp.
 PALETTE1 = [
@@ -68,17 +70,10 @@ def ramp(keys, length):
     return [ramp_color(keys, Fraction(x * last, length - 1)) for x in range(length)]
 
 
-def chunk(kind, data):
-    body = kind + data
-    return struct.pack(">I", len(data)) + body + struct.pack(">I", zlib.crc32(body))
-
-
 def png(row, height):
     """An RGB picture, 8 bits per channel, whose rows all equal row."""
     line = b"\x00" + bytes(channel for color in row for channel in color)
-    header = struct.pack(">IIBBBBB", len(row), height, 8, 2, 0, 0, 0)
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header)
-            + chunk(b"IDAT", zlib.compress(line * height, 9)) + chunk(b"IEND", b""))
+    return pngfile.encode(len(row), height, 2, line * height)
 
 
 def content(data):
