@@ -95,11 +95,6 @@ QList<TestHttpServer::Request> TestHttpServer::requests() const
     return m_requests;
 }
 
-int TestHttpServer::connectionCount() const
-{
-    return int(m_input.size());
-}
-
 void TestHttpServer::acceptConnections()
 {
     while (QTcpSocket* socket = m_server->nextPendingConnection()) {

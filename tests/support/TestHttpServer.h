@@ -87,8 +87,6 @@ public:
 
     // Every request received so far, in arrival order.
     QList<Request> requests() const;
-    // Open client connections.
-    int connectionCount() const;
 
 signals:
     void requestReceived(const TestHttpServer::Request& request);
