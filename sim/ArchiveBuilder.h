@@ -17,8 +17,6 @@ class ArchiveBuilder
 public:
     ArchiveBuilder(const ElevationProduct& product, const ExtractArea& area, bool withHeader);
 
-    // Name shared by the entries, derived from product and grid.
-    QString stem() const;
     const RasterGrid& rasterGrid() const { return grid; }
 
     // False when the file cannot be written or when stop was raised; a
@@ -26,6 +24,9 @@ public:
     bool write(const QString& path, const std::atomic_bool& stop) const;
 
 private:
+    // Name shared by the entries, derived from product and grid.
+    QString stem() const;
+
     const ElevationProduct& product;
     ExtractArea area;
     RasterGrid grid;
