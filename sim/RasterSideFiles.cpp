@@ -59,7 +59,7 @@ QByteArray RasterSideFiles::esriHeader() const
     return aligned({ { "BYTEORDER", product.bigEndian ? "M" : "I" }, { "LAYOUT", "BIL" },
         { "NROWS", QByteArray::number(grid.rows) }, { "NCOLS", QByteArray::number(grid.columns) },
         { "NBANDS", "1" }, { "NBITS", "16" }, { "BANDROWBYTES", rowBytes }, { "TOTALROWBYTES", rowBytes },
-        { "BANDGAPBYTES", "0" }, { "NODATA", "-32768" }, { "ULXMAP", number(grid.longitude(0)) },
+        { "BANDGAPBYTES", "0" }, { "NODATA", number(product.nodata()) }, { "ULXMAP", number(grid.longitude(0)) },
         { "ULYMAP", number(grid.latitude(0)) }, { "XDIM", number(grid.step()) },
         { "YDIM", number(grid.step()) } });
 }
@@ -72,7 +72,7 @@ QByteArray RasterSideFiles::gridFloatHeader() const
     return aligned({ { "ncols", QByteArray::number(grid.columns) },
         { "nrows", QByteArray::number(grid.rows) }, { "xllcorner", number(grid.longitude(0) - half) },
         { "yllcorner", number(grid.latitude(grid.rows - 1) - half) }, { "cellsize", number(grid.step()) },
-        { "NODATA_value", "-9999" }, { "byteorder", "LSBFIRST" } });
+        { "NODATA_value", number(product.nodata()) }, { "byteorder", "LSBFIRST" } });
 }
 
 QByteArray RasterSideFiles::labelledHeader() const
@@ -81,7 +81,7 @@ QByteArray RasterSideFiles::labelledHeader() const
         { "COLUMNS", QByteArray::number(grid.columns) }, { "BANDS", "1" }, { "DATATYPE", "f32" },
         { "BYTE_ORDER", "I" }, { "LAYOUT", "BIL" }, { "UL_X_COORDINATE", number(grid.longitude(0)) },
         { "UL_Y_COORDINATE", number(grid.latitude(0)) }, { "PIXEL_WIDTH", number(grid.step()) },
-        { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" }, { "NODATA", "-9999" } });
+        { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" }, { "NODATA", number(product.nodata()) } });
 }
 
 QByteArray RasterSideFiles::worldFile() const
