@@ -137,23 +137,21 @@ void HttpConnection::writePiece(qint64 size)
 
 void HttpConnection::endResponse()
 {
+    // Only what has reached the network counts as sent; abort() would
+    // throw away what is still buffered.
+    if (response.dropMidBody && socket->bytesToWrite() > 0)
+        return;
+    answering = false;
+    file.close();
     if (response.dropMidBody) {
-        // Only what has reached the network counts as sent; abort() would
-        // throw away what is still buffered.
-        if (socket->bytesToWrite() > 0)
-            return;
         qInfo().noquote()
             << QStringLiteral("dropped the connection after %1 of %2 body bytes").arg(sent).arg(bodySize);
-        answering = false;
-        file.close();
         socket->abort();
         deleteLater();
         return;
     }
     if (response.chunked)
         socket->write("0\r\n\r\n");
-    answering = false;
-    file.close();
     response = HttpResponse();
     if (!keepAlive) {
         socket->disconnectFromHost();
