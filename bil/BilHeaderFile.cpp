@@ -92,7 +92,8 @@ void BilHeaderFile::insertLine(const QString& line)
 bool BilHeaderFile::insertEntry(QString key, const QString& value)
 {
     key = key.toLower();
-    const auto is = [&key](std::initializer_list<const char*> keywords) { return startsWithAny(key, keywords); };
+    const auto is
+        = [&key](std::initializer_list<const char*> keywords) { return startsWithAny(key, keywords); };
 
     if (is({ "rows", "nrows", "number_of_rows" }))
         rows = value.toInt();
@@ -232,8 +233,7 @@ void BilHeaderFile::guessSampleWidth()
         data.setFile(sideFileName(QStringLiteral(".BIL")));
     if (!data.exists())
         return;
-    static const struct
-    {
+    static const struct {
         int bytes;
         const char* message;
     } guesses[] = {
@@ -262,13 +262,17 @@ bool BilHeaderFile::validate()
     if (nbits != 8 && nbits != 16 && nbits != 32)
         problems += tr("Datatype - Number of bits per pixel missing or invalid. Valid: 8, 16, 32.\n");
     if (ulX == unset)
-        problems += tr("UL_X_COORDINATE - x coordinate of the center of the upper-left pixel missing or invalid.\n");
+        problems += tr(
+            "UL_X_COORDINATE - x coordinate of the center of the upper-left pixel missing or invalid.\n");
     if (ulY == unset)
-        problems += tr("UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n");
+        problems += tr(
+            "UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n");
     if (pixelWidth == unset)
-        problems += tr("PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n");
+        problems
+            += tr("PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n");
     if (pixelHeight == unset)
-        problems += tr("PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n");
+        problems
+            += tr("PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n");
     if (problems.isEmpty())
         return true;
     MessageBoxes::show(QMessageBox::Critical, nullptr, tr("Error"),

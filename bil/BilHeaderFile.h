@@ -11,8 +11,7 @@
 //
 // Validation reports missing values only; whether a value is usable (row
 // count, pixel size) is up to the reader of the raster.
-class BilHeaderFile : public QFile
-{
+class BilHeaderFile : public QFile {
     Q_OBJECT
 
 public:

@@ -48,7 +48,8 @@ void ElevationImage::setElevation(int x, int y, double z)
     // Beyond 24 bits only the low bits survive anyway; bounding keeps the
     // conversion to an integer defined for huge values and NaN.
     const double q = std::isnan(z) ? 0.0 : std::clamp(z / scaleZ, -1e15, 1e15);
-    const long long e = q < 0 ? -static_cast<long long>(std::trunc(-q + 0.5)) : static_cast<long long>(std::trunc(q + 0.5));
+    const long long e
+        = q < 0 ? -static_cast<long long>(std::trunc(-q + 0.5)) : static_cast<long long>(std::trunc(q + 0.5));
     setPixel(column, row, 0xFF000000u | (static_cast<unsigned long long>(e) & 0xFFFFFFu));
 }
 

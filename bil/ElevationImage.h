@@ -10,8 +10,7 @@
 //
 // Note the two vertical conventions: setElevation() counts rows from the top,
 // elevation() from the bottom. Callers rely on both.
-class ElevationImage : public QImage
-{
+class ElevationImage : public QImage {
 public:
     static constexpr int minimumValue = -8388608;
     static constexpr int maximumValue = 8388607;

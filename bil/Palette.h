@@ -5,8 +5,7 @@
 // The colours of the colour-coded elevation file: one row of a built-in
 // palette picture, chosen by the "paletteNumber" setting. Index 0 belongs to
 // the lowest elevation, the last index to the highest.
-class Palette
-{
+class Palette {
 public:
     Palette();
 
