@@ -59,9 +59,9 @@ QByteArray RasterSideFiles::esriHeader() const
     return aligned({ { "BYTEORDER", product.bigEndian ? "M" : "I" }, { "LAYOUT", "BIL" },
         { "NROWS", QByteArray::number(grid.rows) }, { "NCOLS", QByteArray::number(grid.columns) },
         { "NBANDS", "1" }, { "NBITS", "16" }, { "BANDROWBYTES", rowBytes }, { "TOTALROWBYTES", rowBytes },
-        { "BANDGAPBYTES", "0" }, { "NODATA", number(product.nodata()) }, { "ULXMAP", number(grid.longitude(0)) },
-        { "ULYMAP", number(grid.latitude(0)) }, { "XDIM", number(grid.step()) },
-        { "YDIM", number(grid.step()) } });
+        { "BANDGAPBYTES", "0" }, { "NODATA", number(product.nodata()) },
+        { "ULXMAP", number(grid.longitude(0)) }, { "ULYMAP", number(grid.latitude(0)) },
+        { "XDIM", number(grid.step()) }, { "YDIM", number(grid.step()) } });
 }
 
 // Corner keywords name the outer corner of the lower-left cell, half a cell
@@ -81,7 +81,8 @@ QByteArray RasterSideFiles::labelledHeader() const
         { "COLUMNS", QByteArray::number(grid.columns) }, { "BANDS", "1" }, { "DATATYPE", "f32" },
         { "BYTE_ORDER", "I" }, { "LAYOUT", "BIL" }, { "UL_X_COORDINATE", number(grid.longitude(0)) },
         { "UL_Y_COORDINATE", number(grid.latitude(0)) }, { "PIXEL_WIDTH", number(grid.step()) },
-        { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" }, { "NODATA", number(product.nodata()) } });
+        { "PIXEL_HEIGHT", number(grid.step()) }, { "MAP_UNITS", "DEGREES" },
+        { "NODATA", number(product.nodata()) } });
 }
 
 QByteArray RasterSideFiles::worldFile() const
