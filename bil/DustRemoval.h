@@ -9,9 +9,12 @@
 class QProgressBar;
 class QWidget;
 
-// Fills the NODATA areas (spots) of an image: every 4-connected area of black
+// Fills the NODATA areas (spots) of an image: a 4-connected area of black
 // mask pixels gets values interpolated from the pixels around it, weighted by
-// the inverse fourth power of the distance. Failures come back as a result
+// the inverse fourth power of the distance. The scan starts a spot only where
+// a non-white run begins, and a run may go on over a row end: a row that ends
+// in NODATA hides a spot that starts the next row, which is then filled only
+// if it reaches down to a later run start. Failures come back as a result
 // code, with one message in messages.
 class DustRemoval : public QObject {
     Q_OBJECT
