@@ -1,5 +1,7 @@
 #include "MessageBoxes.h"
 
+#include <QtDebug>
+
 namespace {
 MessageBoxes::Handler& currentHandler()
 {
@@ -8,17 +10,13 @@ MessageBoxes::Handler& currentHandler()
 }
 } // namespace
 
-QMessageBox::StandardButton MessageBoxes::show(QMessageBox::Icon icon, QWidget* parent, const QString& title,
-    const QString& text, QMessageBox::StandardButtons buttons, QMessageBox::StandardButton defaultButton)
+MessageBoxes::Button MessageBoxes::show(
+    Icon icon, QWidget* parent, const QString& title, const QString& text, Buttons buttons)
 {
     if (currentHandler())
         return currentHandler()(icon, parent, title, text, buttons);
-    QMessageBox box(icon, title, text, buttons, parent);
-    box.setDefaultButton(defaultButton);
-    return static_cast<QMessageBox::StandardButton>(box.exec());
+    qWarning().noquote() << "Unanswered message box:" << title << text;
+    return NoButton;
 }
 
-void MessageBoxes::setHandler(Handler handler)
-{
-    currentHandler() = std::move(handler);
-}
+void MessageBoxes::setHandler(Handler handler) { currentHandler() = std::move(handler); }

@@ -275,9 +275,9 @@ bool BilHeaderFile::validate()
             += tr("PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n");
     if (problems.isEmpty())
         return true;
-    MessageBoxes::show(QMessageBox::Critical, nullptr, tr("Error"),
+    MessageBoxes::show(MessageBoxes::Critical, nullptr, tr("Error"),
         tr("One or more errors have occured while reading the header file:\n\n") + problems
             + tr("Make sure that the *.BIL, *.HDR and *.BLW files are present."),
-        QMessageBox::Ok);
+        MessageBoxes::Ok);
     return false;
 }

@@ -1,55 +1,33 @@
 #pragma once
 
-#include <QObject>
+#include "bil/ImportFeedback.h"
+
 #include <QString>
 
-class ElevationImage;
-class QFile;
 class QImage;
 class QLabel;
 class QProgressBar;
 class QWidget;
 
-// Turns a downloaded BIL raster (baseName + ".bil" with its ".hdr") into the
-// elevation work files: "-el-uncorr.png" and "-el-m.png" when the raster has
-// a NODATA value, "-el-corr.png" with the holes filled and the colour-coded
-// "-el-col.png". Made for one import and dropped afterwards.
-//
-// The work runs on the calling (GUI) thread, apart from the long single
-// calls (PNG encoding and decoding, the preview's scaling), which run on the
-// thread pool. Pending events are processed after every image row and every
-// few milliseconds during those calls, so other slots may run in the middle
-// of an import.
+// The elevation import as the main dialog runs it: each stage's progress on
+// its bar, the preview on the label (and in the dialog's preview image), the
+// wait cursor on the dialog while a work file is saved. Made for one import
+// and dropped afterwards; the work itself is ElevationImport's.
 // The widgets and the preview image belong to the caller and must outlive
 // the object; none of the pointers may be null.
-class BilImport : public QObject {
-    Q_OBJECT
-
+class BilImport : public ImportFeedback {
 public:
     BilImport(const QString& baseName, QProgressBar* progressBarReading, QProgressBar* progressBarCorrecting,
         QProgressBar* progressBarColoring, QLabel* previewLabel, QImage& previewImage, QWidget* parentWidget);
 
-    // The whole import. True only when the colour file was saved; every
-    // failure logs a line (or was answered in a box) and returns false.
-    // Work files written before a failure stay on disk.
+    // ElevationImport::run() with these widgets.
     bool importBil();
 
 private:
-    struct RasterWindow;
-    class SampleConverter;
-
-    // False when the user declines to read a TIFF-wrapped raster from its start.
-    bool findDataOffset(QFile& dataFile, qint64& offset);
-    void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
-        SampleConverter& converter, ElevationImage& image);
-    bool replaceNodata(ElevationImage& image);
-    // The number of NODATA pixels, or -1 when the mask could not be saved.
-    qint64 saveNodataMask(const ElevationImage& image, const QString& fileName);
-    void setNodataToZero(ElevationImage& image);
-    bool writeColorFile(double cosLat);
-    void showPreview(const QImage& image, double cosLat);
-    // Saves under the wait cursor and logs a failure.
-    bool save(const QImage& image, const QString& fileName);
+    void setProgress(Stage stage, int value, int maximum) override;
+    QSize previewSize() const override;
+    void showPreview(const QImage& preview) override;
+    void setSaving(bool saving) override;
 
     QString baseName;
     QProgressBar* progressBarReading;

@@ -1,16 +1,15 @@
 #include "DustRemoval.h"
 
-#include "bil/BackgroundWork.h"
 #include "bil/ElevationImage.h"
 #include "bil/ImageProcessor.h"
+#include "bil/ImportFeedback.h"
+#include "util/BackgroundWork.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QProgressBar>
 #include <QThread>
-#include <QWidget>
 
 #include <algorithm>
 #include <array>
@@ -167,7 +166,7 @@ QImage colorKeyMask(const QImage& image, QRgb color)
 } // namespace
 
 int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile,
-    bool overwrite, const unsigned int& color, bool elevationFile, QWidget* widget, QProgressBar* progressBar)
+    bool overwrite, const unsigned int& color, bool elevationFile, ImportFeedback* feedback)
 {
     messages.clear();
     this->elevationFile = elevationFile;
@@ -197,7 +196,7 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
         return SizeMismatch;
     }
 
-    removeDust(progressBar);
+    removeDust(feedback);
 
     if (outputFile.isEmpty()) {
         messages.append(tr("Error: no output file name given."));
@@ -207,11 +206,11 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
         messages.append(tr("Error: Output file exists: \"%1\".").arg(outputFile));
         return OutputExists;
     }
-    if (widget)
-        widget->setCursor(Qt::WaitCursor);
+    if (feedback)
+        feedback->setSaving(true);
     const bool saved = BackgroundWork::run([this, &outputFile] { return image.save(outputFile); });
-    if (widget)
-        widget->setCursor(Qt::ArrowCursor);
+    if (feedback)
+        feedback->setSaving(false);
     if (!saved) {
         messages.append(tr("Error: Cannot save output file \"%1\".").arg(outputFile));
         QFile::remove(outputFile);
@@ -220,14 +219,12 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
     return Success;
 }
 
-int DustRemoval::removeDust(QProgressBar* progressBar)
+int DustRemoval::removeDust(ImportFeedback* feedback)
 {
     ImageProcessor processor(mask);
     const QImage scanned = ImageProcessor::withArgbPixels(mask);
     const int width = scanned.width();
     const int height = scanned.height();
-    if (progressBar)
-        progressBar->setMaximum(height + 1);
 
     // Besides once a row: a large spot, or many spots in one row, would
     // keep the event loop waiting too long.
@@ -240,8 +237,8 @@ int DustRemoval::removeDust(QProgressBar* progressBar)
         }
     };
     for (int y = 0; y < height; ++y) {
-        if (progressBar)
-            progressBar->setValue(y + 1);
+        if (feedback)
+            feedback->setProgress(ImportFeedback::Stage::Correcting, y + 1, height + 1);
         const QRgb* line = reinterpret_cast<const QRgb*>(scanned.constScanLine(y));
         for (int x = 0; x < width; ++x) {
             if ((line[x] & 0xFFFFFFu) == 0xFFFFFFu) {

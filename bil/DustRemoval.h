@@ -6,8 +6,7 @@
 #include <QPoint>
 #include <QStringList>
 
-class QProgressBar;
-class QWidget;
+class ImportFeedback;
 
 // Fills the NODATA areas (spots) of an image: a 4-connected area of black
 // mask pixels gets values interpolated from the pixels around it, weighted by
@@ -32,16 +31,16 @@ public:
 
     // The whole job: load the input and the mask (or, with an empty mask
     // file name, take as NODATA every pixel of exactly the colour color),
-    // fill, save. widget gets the wait cursor while saving; both pointers may
-    // be null. Loading and saving run on the thread pool while pending events
-    // are processed.
+    // fill, save. The scan's progress is the import's correcting stage, and
+    // the feedback (which may be null) is told about the saving. Loading and
+    // saving run on the thread pool while pending events are processed.
     int removeDust(const QString& inputFile, const QString& maskFile, const QString& outputFile,
-        bool overwrite, const unsigned int& color, bool elevationFile, QWidget* widget,
-        QProgressBar* progressBar);
+        bool overwrite, const unsigned int& color, bool elevationFile, ImportFeedback* feedback);
     // Scans mask and fills image in place; both must be loaded and of one
-    // size. Processes pending events after every row and while large spots
-    // are computed. Always returns Success.
-    int removeDust(QProgressBar* progressBar);
+    // size. Reports row y as step y + 1 of height + 1 to the feedback (which
+    // may be null). Processes pending events after every row and while large
+    // spots are computed. Always returns Success.
+    int removeDust(ImportFeedback* feedback);
 
     // Paint one spot of image from its border; both lists non-empty. A border
     // of one value is copied as it is; otherwise paintSpot truncates the

@@ -1,6 +1,6 @@
 #include "ImageProcessor.h"
 
-#include "bil/BackgroundWork.h"
+#include "util/BackgroundWork.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

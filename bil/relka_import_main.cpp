@@ -9,24 +9,23 @@
 
 #include "app/MessageBoxes.h"
 #include "app/MessageLog.h"
-#include "bil/BilImport.h"
+#include "bil/ElevationImport.h"
+#include "bil/ImportFeedback.h"
 
-#include <QApplication>
 #include <QCommandLineParser>
-#include <QImage>
-#include <QLabel>
-#include <QProgressBar>
+#include <QCoreApplication>
 #include <QTextStream>
-#include <QWidget>
 
 #include <cstdio>
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("relka-import"));
+    // No display is needed: images are plain QImages, and nothing is shown.
+    // Without a screen to take it from, the files record the resolution the
+    // program gives them on an ordinary one.
+    QCoreApplication::setAttribute(Qt::AA_Use96Dpi);
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("relka-import"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -49,22 +48,14 @@ int main(int argc, char* argv[])
     const bool proceed = parser.isSet(proceedOption);
 
     MessageLog::setEcho([&out](const QString& message) { out << message << Qt::endl; });
-    MessageBoxes::setHandler([&err, proceed](QMessageBox::Icon, QWidget*, const QString& title,
-                                 const QString& text, QMessageBox::StandardButtons buttons) {
-        err << title << ": " << text << Qt::endl;
-        if (buttons.testFlag(QMessageBox::Yes))
-            return proceed ? QMessageBox::Yes : QMessageBox::No;
-        return QMessageBox::Ok;
+    MessageBoxes::setHandler([&err, proceed](MessageBoxes::Icon, QWidget*, const QString& title,
+                                 const QString& text, MessageBoxes::Buttons buttons) {
+        err << title << QLatin1String(": ") << text << Qt::endl;
+        if (buttons.testFlag(MessageBoxes::Yes))
+            return proceed ? MessageBoxes::Yes : MessageBoxes::No;
+        return MessageBoxes::Ok;
     });
 
-    // Never shown: the import only needs somewhere to put progress and preview.
-    QWidget window;
-    QProgressBar reading(&window);
-    QProgressBar correcting(&window);
-    QProgressBar coloring(&window);
-    QLabel preview(&window);
-    QImage previewImage;
-    BilImport import(parser.positionalArguments().constFirst(), &reading, &correcting, &coloring, &preview,
-        previewImage, &window);
-    return import.importBil() ? 0 : 1;
+    ImportFeedback silent;
+    return ElevationImport(parser.positionalArguments().constFirst(), silent).run() ? 0 : 1;
 }

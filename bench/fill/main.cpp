@@ -2,11 +2,11 @@
 // long the event loop goes unserved meanwhile, and checks the result against
 // the plain single-threaded filling.
 
-#include "StraightforwardFill.h"
-#include "bench/EventGapMeter.h"
 #include "bench/Terrain.h"
 #include "bil/DustRemoval.h"
 #include "bil/ElevationImage.h"
+#include "tests/support/EventGapMeter.h"
+#include "tests/support/StraightforwardFill.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

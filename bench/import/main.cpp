@@ -11,19 +11,17 @@
 // event processing is measured over the whole import.
 
 #include "app/MessageLog.h"
-#include "bench/EventGapMeter.h"
 #include "bench/Terrain.h"
-#include "bil/BilImport.h"
+#include "bil/ElevationImport.h"
+#include "bil/ImportFeedback.h"
+#include "tests/support/EventGapMeter.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QImage>
-#include <QLabel>
-#include <QProgressBar>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
-#include <QWidget>
 #include <QtEndian>
 
 #include <sys/resource.h>
@@ -160,17 +158,16 @@ void printRow(const QString& what, const Times& times)
     std::printf("  %-66s %7.2f s %7.2f s\n", qPrintable(what), times.wall, times.cpu);
 }
 
+// The dialog's share of the work: the preview is scaled to a label's size.
+class PreviewFeedback : public ImportFeedback {
+    QSize previewSize() const override { return { 400, 300 }; }
+};
+
 // The import, with the time between its log lines as phase times.
 Times timeImport(const QString& baseName, EventGapMeter& meter)
 {
-    QWidget window;
-    QProgressBar reading(&window);
-    QProgressBar correcting(&window);
-    QProgressBar coloring(&window);
-    QLabel preview(&window);
-    preview.resize(400, 300);
-    QImage previewImage;
-    BilImport import(baseName, &reading, &correcting, &coloring, &preview, previewImage, &window);
+    PreviewFeedback feedback;
+    ElevationImport import(baseName, feedback);
 
     meter.restart();
     const Times start = now();
@@ -182,7 +179,7 @@ Times timeImport(const QString& baseName, EventGapMeter& meter)
         lastMark = mark;
         phase = "from \"" + line.left(52) + (line.size() > 52 ? "...\"" : "\"");
     });
-    const bool imported = import.importBil();
+    const bool imported = import.run();
     const Times end = now();
     MessageLog::setEcho({});
     printRow(phase, end - lastMark);
@@ -239,9 +236,7 @@ Times timeInputOutput(const QString& baseName)
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
+    QCoreApplication application(argc, argv);
     const RasterSize& size = application.arguments().contains(QStringLiteral("--ned")) ? ned : srtm;
 
     QTemporaryDir directory;

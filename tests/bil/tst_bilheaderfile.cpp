@@ -54,11 +54,11 @@ private slots:
         dir = std::make_unique<QTemporaryDir>();
         SettingsStore::setWorkingDirectory(dir->path());
         boxes.clear();
-        MessageBoxes::setHandler([this](QMessageBox::Icon icon, QWidget* parent, const QString& title,
-                                     const QString& text, QMessageBox::StandardButtons buttons) {
-            const bool critical = icon == QMessageBox::Critical && !parent && buttons == QMessageBox::Ok;
+        MessageBoxes::setHandler([this](MessageBoxes::Icon icon, QWidget* parent, const QString& title,
+                                     const QString& text, MessageBoxes::Buttons buttons) {
+            const bool critical = icon == MessageBoxes::Critical && !parent && buttons == MessageBoxes::Ok;
             boxes << (critical ? "" : "not a critical error box: ") + title + "|" + text;
-            return QMessageBox::Ok;
+            return MessageBoxes::Ok;
         });
     }
 

@@ -35,12 +35,12 @@ QList<int> storedValues(const QString& fileName)
 
 // The widgets and answers one import needs, and what it logged and asked.
 struct ImportRun {
-    explicit ImportRun(QMessageBox::StandardButton answer = QMessageBox::Ok)
+    explicit ImportRun(MessageBoxes::Button answer = MessageBoxes::Ok)
     {
         preview.resize(200, 200);
         MessageLog::setEcho([this](const QString& line) { log << line; });
-        MessageBoxes::setHandler([this, answer](QMessageBox::Icon, QWidget*, const QString& title,
-                                     const QString& text, QMessageBox::StandardButtons) {
+        MessageBoxes::setHandler([this, answer](MessageBoxes::Icon, QWidget*, const QString& title,
+                                     const QString& text, MessageBoxes::Buttons) {
             boxes << title + "|" + text;
             return answer;
         });
@@ -219,7 +219,7 @@ private slots:
     void tiffWrappedRaster_data()
     {
         QTest::addColumn<QByteArray>("prefix");
-        QTest::addColumn<QMessageBox::StandardButton>("answer");
+        QTest::addColumn<MessageBoxes::Button>("answer");
         QTest::addColumn<QList<int>>("imported"); // empty: nothing imported
         const QByteArray wgs84 = QByteArrayLiteral("#WGS 84|\0");
         const QByteArray nad83 = QByteArrayLiteral("#NAD83|\0");
@@ -227,22 +227,22 @@ private slots:
         // Without a marker the import starts at byte 0: "II" is the first little-endian sample.
         const QList<int> fromStart { 0x4949 * 256, 0x2a * 256, 0x7878 * 256, 0x7878 * 256 };
         const auto row
-            = [](const char* name, const QByteArray& prefix, QMessageBox::StandardButton answer,
+            = [](const char* name, const QByteArray& prefix, MessageBoxes::Button answer,
                   const QList<int>& imported) { QTest::newRow(name) << prefix << answer << imported; };
-        row("WGS 84 marker", tiffPrefix(996, wgs84), QMessageBox::No, samples);
-        row("NAD83 marker", tiffPrefix(10, nad83), QMessageBox::No, samples);
-        row("both, WGS 84 wins", tiffPrefix(0, nad83 + wgs84), QMessageBox::No, samples);
+        row("WGS 84 marker", tiffPrefix(996, wgs84), MessageBoxes::No, samples);
+        row("NAD83 marker", tiffPrefix(10, nad83), MessageBoxes::No, samples);
+        row("both, WGS 84 wins", tiffPrefix(0, nad83 + wgs84), MessageBoxes::No, samples);
         // The search covers file bytes 4 ... 999,999.
-        row("marker ends at byte 999,999", tiffPrefix(999987, wgs84), QMessageBox::No, samples);
-        row("marker beyond, answered No", tiffPrefix(999988, wgs84), QMessageBox::No, {});
-        row("marker without zero byte, answered No", tiffPrefix(20, wgs84.left(8)), QMessageBox::No, {});
-        row("no marker, answered Yes", tiffPrefix(20, {}), QMessageBox::Yes, fromStart);
+        row("marker ends at byte 999,999", tiffPrefix(999987, wgs84), MessageBoxes::No, samples);
+        row("marker beyond, answered No", tiffPrefix(999988, wgs84), MessageBoxes::No, {});
+        row("marker without zero byte, answered No", tiffPrefix(20, wgs84.left(8)), MessageBoxes::No, {});
+        row("no marker, answered Yes", tiffPrefix(20, {}), MessageBoxes::Yes, fromStart);
     }
 
     void tiffWrappedRaster()
     {
         QFETCH(QByteArray, prefix);
-        QFETCH(QMessageBox::StandardButton, answer);
+        QFETCH(MessageBoxes::Button, answer);
         QFETCH(QList<int>, imported);
         writeRaster(base(), 3, 16, { 11, 12, 0, 21, 22, 0, 0, 0, 0 }, { .prefix = prefix });
         ImportRun run(answer);

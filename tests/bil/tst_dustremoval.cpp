@@ -1,14 +1,25 @@
-#include "bench/fill/StraightforwardFill.h"
 #include "bil/DustRemoval.h"
 #include "bil/ElevationImage.h"
+#include "bil/ImportFeedback.h"
+#include "tests/support/StraightforwardFill.h"
 
 #include <QFile>
-#include <QProgressBar>
 #include <QRandomGenerator>
 #include <QTest>
-#include <QWidget>
 
 namespace {
+
+// The last progress reported, and every change of the saving state.
+struct RecordingFeedback : ImportFeedback {
+    void setProgress(Stage stage, int value, int maximum) override
+    {
+        progress = stage == Stage::Correcting ? QPoint(value, maximum) : QPoint(-1, -1);
+    }
+    void setSaving(bool saving) override { savings << saving; }
+
+    QPoint progress;
+    QList<bool> savings;
+};
 
 constexpr int noData = ElevationImage::minimumValue;
 
@@ -84,11 +95,10 @@ private slots:
         removal.elevationFile = true;
         removal.mask = maskFromRows(mask);
         removal.image = elevationImage(removal.mask.width(), removal.mask.height(), input);
-        QProgressBar bar;
-        QCOMPARE(removal.removeDust(&bar), int(DustRemoval::Success));
+        RecordingFeedback feedback;
+        QCOMPARE(removal.removeDust(&feedback), int(DustRemoval::Success));
         QTEST(elevations(removal.image), "output");
-        QCOMPARE(bar.maximum(), removal.mask.height() + 1);
-        QCOMPARE(bar.value(), removal.mask.height());
+        QCOMPARE(feedback.progress, QPoint(removal.mask.height(), removal.mask.height() + 1));
     }
 
     // Spots this large are weighted on the thread pool; the result must be
@@ -201,12 +211,12 @@ private slots:
 
         DustRemoval removal;
         removal.messages.append("left over");
-        QWidget widget;
-        QCOMPARE(removal.removeDust(
-                     input, mask, output, overwrite, 0xFF000000u, !mask.isEmpty(), &widget, nullptr),
+        RecordingFeedback feedback;
+        QCOMPARE(removal.removeDust(input, mask, output, overwrite, 0xFF000000u, !mask.isEmpty(), &feedback),
             code);
         QCOMPARE(removal.messages, message.isEmpty() ? QStringList() : QStringList { message });
-        QCOMPARE(widget.cursor().shape(), Qt::ArrowCursor);
+        const QList<bool> savings = code == 0 ? QList<bool> { true, false } : QList<bool>();
+        QCOMPARE(feedback.savings, savings);
         if (code == 0 || code == DustRemoval::OutputExists)
             QTEST(QImage(output).pixel(1, 0), "filled");
         else
@@ -214,5 +224,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestDustRemoval)
+QTEST_GUILESS_MAIN(TestDustRemoval)
 #include "tst_dustremoval.moc"

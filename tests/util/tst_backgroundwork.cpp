@@ -1,32 +1,21 @@
-#include "bil/BackgroundWork.h"
+#include "tests/support/EventGapMeter.h"
+#include "util/BackgroundWork.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 #include <QThread>
-#include <QTimer>
 
-#include <algorithm>
 #include <atomic>
 #include <memory>
 
+// A blocked caller would leave the event loop unserved for as long as the work.
 class TestBackgroundWork : public QObject {
     Q_OBJECT
 
-private slots:
-    // A zero timer fires once per pass of the event loop.
-    void initTestCase()
-    {
-        connect(&ticker, &QTimer::timeout, this,
-            [this] { longestGap = std::max(longestGap, sinceEvent.restart()); });
-        ticker.start(0);
-    }
-    void init()
-    {
-        longestGap = 0;
-        sinceEvent.start();
-    }
+    EventGapMeter meter;
 
-    // A blocked caller would leave a gap as long as the work.
+private slots:
+    void init() { meter.restart(); }
+
     void runReturnsResultWhileEventsFlow()
     {
         QThread* const caller = QThread::currentThread();
@@ -35,7 +24,7 @@ private slots:
             return std::make_unique<int>(QThread::currentThread() != caller ? 42 : 0);
         });
         QCOMPARE(*result, 42);
-        QVERIFY2(longestGap < 200, qPrintable(QString::number(longestGap)));
+        QVERIFY2(meter.longestMs() < 200, qPrintable(QString::number(meter.longestMs())));
     }
 
     void runOnWorkersWaitsForAll()
@@ -46,13 +35,8 @@ private slots:
             ++done;
         });
         QCOMPARE(done.load(), 3);
-        QVERIFY2(longestGap < 200, qPrintable(QString::number(longestGap)));
+        QVERIFY2(meter.longestMs() < 200, qPrintable(QString::number(meter.longestMs())));
     }
-
-private:
-    QTimer ticker;
-    QElapsedTimer sinceEvent;
-    qint64 longestGap = 0;
 };
 
 QTEST_GUILESS_MAIN(TestBackgroundWork)
