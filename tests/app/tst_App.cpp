@@ -1,9 +1,11 @@
 #include "app/MainDialog.h"
 #include "app/MessageLog.h"
+#include "app/ModalMessageBox.h"
 #include "app/SettingsDialog.h"
 #include "app/SettingsStore.h"
 
 #include <QFileDialog>
+#include <QMessageBox>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -273,6 +275,50 @@ private slots:
         QCOMPARE(start, stored.path());
         QCOMPARE(dialog.lineEditWorkingDirectory->text(), accept ? chosen.path() : QStringLiteral("typed"));
         QCOMPARE(SettingsStore::workingDirectory(), stored.path());
+    }
+
+    // The boxes of the program as real modal boxes, and the pressed button back.
+    void modalMessageBox_data()
+    {
+        QTest::addColumn<MessageBoxes::Icon>("icon");
+        QTest::addColumn<int>("buttons");
+        QTest::addColumn<QMessageBox::Icon>("boxIcon");
+        QTest::addColumn<int>("boxButtons");
+        QTest::addColumn<QMessageBox::StandardButton>("pressed");
+        QTest::addColumn<MessageBoxes::Button>("answer");
+        QTest::newRow("question answered No")
+            << MessageBoxes::Warning << int(MessageBoxes::Yes | MessageBoxes::No) << QMessageBox::Warning
+            << int(QMessageBox::Yes | QMessageBox::No) << QMessageBox::No << MessageBoxes::No;
+        QTest::newRow("error") << MessageBoxes::Critical << int(MessageBoxes::Ok) << QMessageBox::Critical
+                               << int(QMessageBox::Ok) << QMessageBox::Ok << MessageBoxes::Ok;
+        QTest::newRow("Ignore or Abort")
+            << MessageBoxes::Information << int(MessageBoxes::Ignore | MessageBoxes::Abort)
+            << QMessageBox::Information << int(QMessageBox::Ignore | QMessageBox::Abort)
+            << QMessageBox::Ignore << MessageBoxes::Ignore;
+    }
+
+    void modalMessageBox()
+    {
+        QFETCH(MessageBoxes::Icon, icon);
+        QFETCH(int, buttons);
+        QFETCH(QMessageBox::StandardButton, pressed);
+        QWidget parent;
+        QVariantList shown;
+        MessageBoxes::Button answer = MessageBoxes::NoButton;
+        QVERIFY(answerModal<QMessageBox>(
+            [&](QMessageBox* box) {
+                shown = { box->icon(), int(box->standardButtons()), box->windowTitle(), box->text(),
+                    box->parentWidget() == &parent };
+                box->button(pressed)->click();
+            },
+            [&] {
+                answer = ModalMessageBox::show(icon, &parent, QStringLiteral("Title"), QStringLiteral("Text"),
+                    MessageBoxes::Buttons::fromInt(buttons));
+            }));
+        QFETCH(QMessageBox::Icon, boxIcon);
+        QFETCH(int, boxButtons);
+        QCOMPARE(shown, (QVariantList { boxIcon, boxButtons, "Title", "Text", true }));
+        QTEST(answer, "answer");
     }
 };
 
