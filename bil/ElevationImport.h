@@ -12,8 +12,8 @@ class QImage;
 // elevation work files: "-el-uncorr.png" and "-el-m.png" when the raster has
 // a NODATA value, "-el-corr.png" with the holes filled and the colour-coded
 // "-el-col.png". Made for one import and dropped afterwards. Needs no window:
-// progress, preview and the wait for a saved file go to the feedback, the
-// question about a TIFF-wrapped raster to MessageBoxes.
+// the progress, the preview and the saving of each work file are reported to
+// the feedback, the question about a TIFF-wrapped raster goes to MessageBoxes.
 //
 // The work runs on the calling thread, apart from the long single calls
 // (PNG encoding and decoding, the preview's scaling), which run on the
