@@ -1,0 +1,79 @@
+#include "RunFixture.h"
+
+#include "app/MessageBoxes.h"
+#include "app/MessageLog.h"
+#include "app/SettingsStore.h"
+#include "run/WorkFileName.h"
+
+#include <QRegularExpression>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTest>
+
+RunFixture::RunFixture(const QStringList& simOptions)
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
+    sim = std::make_unique<SimProcess>(simOptions);
+    for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+        qputenv(variable, authority().toLatin1());
+    MessageLog::setEcho([this](const QString& line) {
+        static const QRegularExpression id(QStringLiteral("\\((\\d+), ([01])\\)"));
+        static const QRegularExpression requestId(QStringLiteral("requestId = \\d+"));
+        lines.append(QString(line)
+                         .replace(id, QStringLiteral("(#, \\2)"))
+                         .replace(requestId, QStringLiteral("requestId = #")));
+    });
+    MessageBoxes::setHandler([this](QMessageBox::Icon, QWidget*, const QString& title, const QString& text,
+                                 QMessageBox::StandardButtons buttons) {
+        boxTexts.append(title + QLatin1String(": ") + text);
+        return buttons.testFlag(QMessageBox::Ignore) ? QMessageBox::Ignore : QMessageBox::Ok;
+    });
+}
+
+RunFixture::~RunFixture()
+{
+    window.reset();
+    MessageLog::setEcho({});
+    MessageBoxes::setHandler({});
+}
+
+bool RunFixture::isReady() const { return sim->isRunning() && config.isValid() && work.isValid(); }
+
+QString RunFixture::authority() const { return sim->url(QString()).authority(); }
+
+MainDialog& RunFixture::start(const Settings& settings)
+{
+    QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).clear();
+    SettingsStore::setDownloadArea(settings.area);
+    SettingsStore::setElevationDataSource(settings.source);
+    SettingsStore::setVerbose(settings.verbose);
+    workDirectory = settings.workingDirectory.isEmpty() ? work.path() : settings.workingDirectory;
+    SettingsStore::setWorkingDirectory(workDirectory);
+    window.reset();
+    window = std::make_unique<MainDialog>();
+    window->doubleSpinBoxNorth->setValue(settings.north);
+    window->doubleSpinBoxWest->setValue(settings.west);
+    window->show();
+    return *window;
+}
+
+QString RunFixture::workingDirectory() const { return workDirectory; }
+
+QString RunFixture::baseFileName() const
+{
+    return WorkFileName::baseFileName(workDirectory, window->doubleSpinBoxNorth->value(),
+        window->doubleSpinBoxSouth->value(), window->doubleSpinBoxWest->value(),
+        window->doubleSpinBoxEast->value());
+}
+
+bool RunFixture::waitForLine(const QString& line, int milliseconds) const
+{
+    return QTest::qWaitFor([&] { return lines.contains(line); }, milliseconds);
+}
+
+bool RunFixture::isIdle() const
+{
+    return window->pushButtonDownload->isEnabled() && !window->pushButtonCancel->isEnabled()
+        && window->progressBarOverall->maximum() == 1;
+}
