@@ -97,14 +97,26 @@ struct Reach {
 void TextureRecolouring::recolourRow(QImage& image, int y)
 {
     static const Reach reach;
+    // Maps paint large areas in one colour: a pixel like the one before it
+    // takes that one's result. Black stays black, so the two start as a pair.
+    std::array<uchar, 3> last { 0, 0, 0 };
+    std::array<uchar, 3> lastResult { 0, 0, 0 };
     uchar* pixel = image.scanLine(y);
     for (const uchar* end = pixel + qsizetype(image.width()) * 3; pixel != end; pixel += 3) {
-        if (reach.rulesNear[0][pixel[0]] & reach.rulesNear[1][pixel[1]] & reach.rulesNear[2][pixel[2]]) {
-            transform(pixel);
+        if (pixel[0] != last[0] || pixel[1] != last[1] || pixel[2] != last[2]) {
+            last = { pixel[0], pixel[1], pixel[2] };
+            if (reach.rulesNear[0][pixel[0]] & reach.rulesNear[1][pixel[1]] & reach.rulesNear[2][pixel[2]]) {
+                transform(pixel);
+            } else {
+                pixel[0] = reach.stretch[pixel[0]];
+                pixel[1] = reach.stretch[pixel[1]];
+                pixel[2] = reach.stretch[pixel[2]];
+            }
+            lastResult = { pixel[0], pixel[1], pixel[2] };
         } else {
-            pixel[0] = reach.stretch[pixel[0]];
-            pixel[1] = reach.stretch[pixel[1]];
-            pixel[2] = reach.stretch[pixel[2]];
+            pixel[0] = lastResult[0];
+            pixel[1] = lastResult[1];
+            pixel[2] = lastResult[2];
         }
     }
 }

@@ -89,23 +89,23 @@ private slots:
         QTEST(recoloured(pixel), "result");
     }
 
-    // Every stretched value in every channel (and both sides of 128), against
-    // the plain transform.
+    // Every stretched value in every channel (and both sides of 128), each
+    // colour twice in a row, against the plain transform.
     void agreesWithPlainTransform()
     {
         QList<int> values { 0, 127 };
         for (int v = 128; v < 256; ++v)
             values.append(v);
         const int n = int(values.size());
-        QImage image(n * n, n, QImage::Format_RGB888);
+        QImage image(2 * n * n, n, QImage::Format_RGB888);
         for (int y = 0; y < n; ++y)
-            for (int x = 0; x < n * n; ++x)
-                image.setPixel(x, y, qRgb(values[x / n], values[x % n], values[y]));
+            for (int x = 0; x < 2 * n * n; ++x)
+                image.setPixel(x, y, qRgb(values[x / 2 / n], values[x / 2 % n], values[y]));
         const QImage original = image.copy();
         for (int y = 0; y < n; ++y)
             TextureRecolouring::recolourRow(image, y);
         for (int y = 0; y < n; ++y) {
-            for (int x = 0; x < n * n; ++x) {
+            for (int x = 0; x < 2 * n * n; ++x) {
                 if (image.pixel(x, y) != reference(original.pixel(x, y)))
                     QFAIL(qPrintable(QStringLiteral("%1 gives %2, expected %3")
                                          .arg(original.pixel(x, y), 6, 16)
