@@ -14,11 +14,17 @@ MainDialog::MainDialog(QWidget* parent)
     openStreetMapHttp = new HttpClient(this);
     seamlessHttp = new HttpClient(this);
     geocodeHttp = new HttpClient(this);
+    connect(
+        openStreetMapHttp, &HttpClient::requestFinished, this, &MainDialog::openStreetMapHttpRequestFinished);
     connect(seamlessHttp, &HttpClient::requestFinished, this, &MainDialog::seamlessHttpRequestFinished);
+    connect(geocodeHttp, &HttpClient::requestFinished, this, &MainDialog::geocodeRequestFinished);
     connect(
         seamlessHttp, &HttpClient::dataReadProgress, this, &MainDialog::seamlessHttpUpdateDataReadProgress);
     connect(
         seamlessHttp, &HttpClient::responseHeaderReceived, this, &MainDialog::seamlessHttpReadResponseHeader);
+    connect(openStreetMapHttp, &HttpClient::responseHeaderReceived, this,
+        &MainDialog::openStreetMapHttpReadResponseHeader);
+    connect(openStreetMapHttp, &HttpClient::sslErrors, this, &MainDialog::openStreetMapHttpSslErrors);
     connect(seamlessHttp, &HttpClient::sslErrors, this, &MainDialog::seamlessHttpSslErrors);
     connect(pushButtonCancel, &QPushButton::clicked, this, &MainDialog::cancelDownload);
     connect(pushButtonDownload, &QPushButton::clicked, this, &MainDialog::downloadFiles);
@@ -26,6 +32,8 @@ MainDialog::MainDialog(QWidget* parent)
         &MainDialog::slotDoubleSpinBoxNorthValueChanged);
     connect(doubleSpinBoxWest, &QDoubleSpinBox::valueChanged, this,
         &MainDialog::slotDoubleSpinBoxWestValueChanged);
+    connect(pushButtonDeleteFiles, &QPushButton::clicked, this, &MainDialog::slotDeleteFiles);
+    connect(pushButtonGeocode, &QPushButton::clicked, this, &MainDialog::slotGeocode);
     connect(pushButtonSettings, &QPushButton::clicked, this, &MainDialog::slotSettings);
 
     // North and West move South and East through the slots above; the stored

@@ -16,15 +16,6 @@
 
 #include <climits>
 
-namespace {
-
-bool isAccepted(int status)
-{
-    return status == 200 || status == 301 || status == 302 || status == 303 || status == 307;
-}
-
-} // namespace
-
 void MainDialog::downloadSeamless()
 {
     const QString archive = baseFileName + QStringLiteral(".zip");
@@ -87,7 +78,7 @@ void MainDialog::seamlessHttpReadResponseHeader(const HttpResponseHeader& respon
             qBound(0, refresh.seconds, INT_MAX / 1000) * 1000, this, &MainDialog::seamlessRefresh);
     }
 
-    if (isAccepted(responseHeader.statusCode()))
+    if (isAcceptedStatus(responseHeader.statusCode()))
         return;
     const QString message = tr("Seamless error: Download failed: %1.").arg(responseHeader.reasonPhrase());
     addMessage(message);

@@ -62,7 +62,13 @@ void MainDialog::downloadFiles()
     setControlsRunning(true);
     verbose = SettingsStore::verbose();
     requests.clear();
+    downloadOpenStreetMap();
     downloadSeamless();
+}
+
+bool MainDialog::isAcceptedStatus(int status)
+{
+    return status == 200 || status == 301 || status == 302 || status == 303 || status == 307;
 }
 
 // Idempotent: it runs again from the handlers of the clients it aborts.
