@@ -67,6 +67,22 @@ QString RunFixture::baseFileName() const
         window->doubleSpinBoxEast->value());
 }
 
+QStringList RunFixture::elevationLog() const
+{
+    QStringList elevation;
+    for (const QString& line : lines) {
+        if (!line.startsWith(QLatin1String("OpenStreetMap"), Qt::CaseInsensitive))
+            elevation.append(line);
+    }
+    return elevation;
+}
+
+void RunFixture::makeTileServerUnreachable()
+{
+    // Port 1 on loopback: nobody listens there.
+    qputenv("RELKA_TILE_SERVER", "127.0.0.1:1");
+}
+
 bool RunFixture::waitForLine(const QString& line, int milliseconds) const
 {
     return QTest::qWaitFor([&] { return lines.contains(line); }, milliseconds);

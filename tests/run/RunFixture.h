@@ -38,6 +38,11 @@ public:
     QString baseFileName() const;
 
     QStringList log() const { return lines; }
+    // The log without the texture branch's lines.
+    QStringList elevationLog() const;
+    // Tile requests then fail at once, which leaves the texture branch
+    // waiting for Cancel and the log to the elevation branch.
+    void makeTileServerUnreachable();
     QStringList boxes() const { return boxTexts; }
     void clearLog() { lines.clear(); }
     // Waits until the log holds the line (compared after the id rewrite).

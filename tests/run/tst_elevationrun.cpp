@@ -75,6 +75,7 @@ private slots:
         QFETCH(QString, product);
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog = run.start({ .area = area, .source = source });
         dialog.pushButtonDownload->click();
         QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
@@ -83,7 +84,7 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return QFile::exists(archive); }, 60000));
         const QStringList expected = startLines(source) + conversationToForm(run.authority(), product)
             + QStringList { downloading(archiveUrl(run.authority(), product)), neverIssued };
-        QCOMPARE(run.log(), expected);
+        QCOMPARE(run.elevationLog(), expected);
         QFile saved(archive);
         QVERIFY(saved.open(QIODevice::ReadOnly) && saved.read(2) == "PK");
         QCOMPARE(
@@ -94,6 +95,7 @@ private slots:
     {
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         run.start({ .area = area, .source = srtm3, .verbose = true }).pushButtonDownload->click();
         const QString archive = archiveUrl(run.authority(), QStringLiteral("SM905HZ"));
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: File %1.zip saved.").arg(run.baseFileName())));
@@ -105,21 +107,22 @@ private slots:
                   neverIssued, QStringLiteral("Seamless: Waiting 0 second(s) for refresh."),
                   QStringLiteral("Seamless: Waiting to download: ") + summary,
                   QStringLiteral("seamlessHttpRequestFinished(#, 0)") };
-        QCOMPARE(run.log().mid(0, expected.size()), expected);
-        QVERIFY(run.log().contains(QStringLiteral("Seamless: Redirected, waiting to download: ") + archive));
+        QCOMPARE(run.elevationLog().mid(0, expected.size()), expected);
+        QVERIFY(run.elevationLog().contains(QStringLiteral("Seamless: Redirected, waiting to download: ") + archive));
     }
 
     void archiveOnDiskIsReused()
     {
         RunFixture run;
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
         QFile archive(run.baseFileName() + QStringLiteral(".zip"));
         QVERIFY(archive.open(QIODevice::WriteOnly));
         archive.close();
         dialog.pushButtonDownload->click();
         const QString reusing = QStringLiteral("Seamless: Reusing file %1.").arg(archive.fileName());
-        QCOMPARE(run.log(), startLines(srtm3) + QStringList { reusing });
+        QCOMPARE(run.elevationLog(), startLines(srtm3) + QStringList { reusing });
         QCOMPARE(dialog.progressBarDownloadingZipFile->value(), 100);
     }
 
@@ -127,6 +130,7 @@ private slots:
     {
         RunFixture run;
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
         QImage picture(400, 200, QImage::Format_RGB32);
         picture.fill(Qt::darkGreen);
@@ -138,7 +142,7 @@ private slots:
             QStringLiteral("Elevation file %1-el-corr.png successfully created.").arg(run.baseFileName()),
             QStringLiteral("Texture file %1-el-col-scaled.png successfully created.").arg(run.baseFileName())
         };
-        QCOMPARE(run.log(), startLines(srtm3) + success);
+        QCOMPARE(run.elevationLog(), startLines(srtm3) + success);
         QCOMPARE(
             run.boxes(), QStringList { QStringLiteral("relka: Download and post processing finished!") });
         QVERIFY(run.isIdle() && dialog.pushButtonGeocode->isDefault());
@@ -154,6 +158,7 @@ private slots:
     {
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("2") });
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog = run.start({ .area = area, .source = srtm3, .verbose = true });
         dialog.pushButtonDownload->click();
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: Waiting 2 second(s) for refresh.")));
@@ -170,7 +175,7 @@ private slots:
         run.clearLog();
         dialog.pushButtonDownload->click();
         QVERIFY(run.waitForLine(neverIssued));
-        QCOMPARE(run.log().at(3), downloading(summaryUrl(run.authority(), QStringLiteral("SM905HZ"))));
+        QCOMPARE(run.elevationLog().at(3), downloading(summaryUrl(run.authority(), QStringLiteral("SM905HZ"))));
         dialog.pushButtonCancel->click();
     }
 
@@ -179,15 +184,16 @@ private slots:
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0"),
             QStringLiteral("--slow-body"), QStringLiteral("20000:/Website/distreq/archive") });
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
         dialog.pushButtonDownload->click();
         QVERIFY(QTest::qWaitFor([&] { return dialog.progressBarDownloadingZipFile->value() > 0; }, 30000));
-        const int lines = run.log().size();
+        const int lines = run.elevationLog().size();
         dialog.pushButtonCancel->click();
         QVERIFY(run.isIdle());
         QCOMPARE(dialog.progressBarDownloadingZipFile->value(), 0);
         QTest::qWait(200);
-        QCOMPARE(run.log().size(), lines);
+        QCOMPARE(run.elevationLog().size(), lines);
         QVERIFY(!QFile::exists(run.baseFileName() + QStringLiteral(".zip")));
     }
 
@@ -229,7 +235,11 @@ private slots:
         QTest::newRow("archive cannot be written")
             << quick << srtm3 << QStringLiteral("/nonexistent/folder")
             << QStringList { "*", "archive", neverIssued, "Seamless error: Could not open file %1.zip.",
-                   "Seamless error: Could not save file %1.zip." }
+                   "Seamless error: Could not save file %1.zip.", "Seamless: unzOpen(%1.zip) failed.",
+                   "Seamless: unzGoToFirstFile() failed.", "Seamless: Could not close %1.zip.",
+                   "Seamless: Unzip finished.",
+                   "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and \"%1.hdr\" not "
+                   "found." }
             << false << QString();
     }
 
@@ -241,6 +251,7 @@ private slots:
         QFETCH(QStringList, tail);
         RunFixture run(options);
         QVERIFY(run.isReady());
+        run.makeTileServerUnreachable();
         MainDialog& dialog
             = run.start({ .area = area, .source = source, .workingDirectory = workingDirectory });
         QStringList expected = startLines(source);
@@ -257,9 +268,9 @@ private slots:
                 expected += QString(line).replace(QLatin1String("%1"), run.baseFileName());
         }
         dialog.pushButtonDownload->click();
-        QVERIFY(QTest::qWaitFor([&] { return run.log().size() >= expected.size(); }, 30000));
+        QVERIFY(QTest::qWaitFor([&] { return run.elevationLog().size() >= expected.size(); }, 30000));
         QTest::qWait(1500);
-        QCOMPARE(run.log(), expected);
+        QCOMPARE(run.elevationLog(), expected);
         QFETCH(bool, cancelled);
         QCOMPARE(run.isIdle(), cancelled);
         QFETCH(QString, label);
