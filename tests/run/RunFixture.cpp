@@ -9,6 +9,7 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
+#include <QTimer>
 
 RunFixture::RunFixture(const QStringList& simOptions)
 {
@@ -23,6 +24,8 @@ RunFixture::RunFixture(const QStringList& simOptions)
         lines.append(QString(line)
                          .replace(id, QStringLiteral("(#, \\2)"))
                          .replace(requestId, QStringLiteral("requestId = #")));
+        if (triggerAction && lines.last() == triggerLine)
+            QTimer::singleShot(0, window.get(), std::exchange(triggerAction, {}));
     });
     MessageBoxes::setHandler([this](QMessageBox::Icon, QWidget*, const QString& title, const QString& text,
                                  QMessageBox::StandardButtons buttons) {
@@ -86,6 +89,12 @@ void RunFixture::makeTileServerUnreachable()
 bool RunFixture::waitForLine(const QString& line, int milliseconds) const
 {
     return QTest::qWaitFor([&] { return lines.contains(line); }, milliseconds);
+}
+
+void RunFixture::onLine(const QString& line, std::function<void()> action)
+{
+    triggerLine = line;
+    triggerAction = std::move(action);
 }
 
 bool RunFixture::isIdle() const

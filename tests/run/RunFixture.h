@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <memory>
 
 // A main dialog, offscreen, pointed at a simulator of its own, with settings
@@ -48,6 +49,9 @@ public:
     // Waits until the log holds the line (compared after the id rewrite).
     bool waitForLine(const QString& line, int milliseconds = 60000) const;
     bool isIdle() const;
+    // Runs action from the event loop as soon as the line is logged, also
+    // in the middle of a long step that processes events.
+    void onLine(const QString& line, std::function<void()> action);
 
 private:
     QTemporaryDir config;
@@ -57,4 +61,6 @@ private:
     QString workDirectory;
     QStringList lines;
     QStringList boxTexts;
+    QString triggerLine;
+    std::function<void()> triggerAction;
 };

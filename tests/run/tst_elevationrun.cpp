@@ -108,7 +108,8 @@ private slots:
                   QStringLiteral("Seamless: Waiting to download: ") + summary,
                   QStringLiteral("seamlessHttpRequestFinished(#, 0)") };
         QCOMPARE(run.elevationLog().mid(0, expected.size()), expected);
-        QVERIFY(run.elevationLog().contains(QStringLiteral("Seamless: Redirected, waiting to download: ") + archive));
+        QVERIFY(run.elevationLog().contains(
+            QStringLiteral("Seamless: Redirected, waiting to download: ") + archive));
     }
 
     void archiveOnDiskIsReused()
@@ -175,7 +176,8 @@ private slots:
         run.clearLog();
         dialog.pushButtonDownload->click();
         QVERIFY(run.waitForLine(neverIssued));
-        QCOMPARE(run.elevationLog().at(3), downloading(summaryUrl(run.authority(), QStringLiteral("SM905HZ"))));
+        QCOMPARE(
+            run.elevationLog().at(3), downloading(summaryUrl(run.authority(), QStringLiteral("SM905HZ"))));
         dialog.pushButtonCancel->click();
     }
 
@@ -238,7 +240,8 @@ private slots:
                    "Seamless error: Could not save file %1.zip.", "Seamless: unzOpen(%1.zip) failed.",
                    "Seamless: unzGoToFirstFile() failed.", "Seamless: Could not close %1.zip.",
                    "Seamless: Unzip finished.",
-                   "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and \"%1.hdr\" not "
+                   "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and \"%1.hdr\" "
+                   "not "
                    "found." }
             << false << QString();
     }
