@@ -43,6 +43,12 @@ RunFixture::~RunFixture()
 
 bool RunFixture::isReady() const { return sim->isRunning() && config.isValid() && work.isValid(); }
 
+QByteArray RunFixture::simulatorLog()
+{
+    requestLog += sim->process().readAllStandardError();
+    return requestLog;
+}
+
 QString RunFixture::authority() const { return sim->url(QString()).authority(); }
 
 MainDialog& RunFixture::start(const Settings& settings)

@@ -30,6 +30,8 @@ public:
     ~RunFixture();
 
     bool isReady() const;
+    // The request lines the simulator has logged so far.
+    QByteArray simulatorLog();
     QString authority() const;
     // Stores the settings and builds a fresh dialog on them.
     MainDialog& start(const Settings& settings);
@@ -61,6 +63,7 @@ private:
     QString workDirectory;
     QStringList lines;
     QStringList boxTexts;
+    QByteArray requestLog;
     QString triggerLine;
     std::function<void()> triggerAction;
 };
