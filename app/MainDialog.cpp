@@ -4,14 +4,36 @@
 #include "app/MessageLog.h"
 #include "app/SettingsDialog.h"
 #include "app/SettingsStore.h"
+#include "http/HttpClient.h"
 
 MainDialog::MainDialog(QWidget* parent)
     : QDialog(parent)
 {
     setupUi(this);
 
-    connect(doubleSpinBoxNorth, &QDoubleSpinBox::valueChanged, this, &MainDialog::slotDoubleSpinBoxNorthValueChanged);
-    connect(doubleSpinBoxWest, &QDoubleSpinBox::valueChanged, this, &MainDialog::slotDoubleSpinBoxWestValueChanged);
+    openStreetMapHttp = new HttpClient(this);
+    seamlessHttp = new HttpClient(this);
+    geocodeHttp = new HttpClient(this);
+    connect(
+        openStreetMapHttp, &HttpClient::requestFinished, this, &MainDialog::openStreetMapHttpRequestFinished);
+    connect(seamlessHttp, &HttpClient::requestFinished, this, &MainDialog::seamlessHttpRequestFinished);
+    connect(geocodeHttp, &HttpClient::requestFinished, this, &MainDialog::geocodeRequestFinished);
+    connect(
+        seamlessHttp, &HttpClient::dataReadProgress, this, &MainDialog::seamlessHttpUpdateDataReadProgress);
+    connect(
+        seamlessHttp, &HttpClient::responseHeaderReceived, this, &MainDialog::seamlessHttpReadResponseHeader);
+    connect(openStreetMapHttp, &HttpClient::responseHeaderReceived, this,
+        &MainDialog::openStreetMapHttpReadResponseHeader);
+    connect(openStreetMapHttp, &HttpClient::sslErrors, this, &MainDialog::openStreetMapHttpSslErrors);
+    connect(seamlessHttp, &HttpClient::sslErrors, this, &MainDialog::seamlessHttpSslErrors);
+    connect(pushButtonCancel, &QPushButton::clicked, this, &MainDialog::cancelDownload);
+    connect(pushButtonDownload, &QPushButton::clicked, this, &MainDialog::downloadFiles);
+    connect(doubleSpinBoxNorth, &QDoubleSpinBox::valueChanged, this,
+        &MainDialog::slotDoubleSpinBoxNorthValueChanged);
+    connect(doubleSpinBoxWest, &QDoubleSpinBox::valueChanged, this,
+        &MainDialog::slotDoubleSpinBoxWestValueChanged);
+    connect(pushButtonDeleteFiles, &QPushButton::clicked, this, &MainDialog::slotDeleteFiles);
+    connect(pushButtonGeocode, &QPushButton::clicked, this, &MainDialog::slotGeocode);
     connect(pushButtonSettings, &QPushButton::clicked, this, &MainDialog::slotSettings);
 
     // North and West move South and East through the slots above; the stored
@@ -25,20 +47,11 @@ MainDialog::MainDialog(QWidget* parent)
     setWindowFlags(windowFlags() | Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint);
 }
 
-void MainDialog::addMessage(const QString& message)
-{
-    MessageLog::append(message);
-}
+void MainDialog::addMessage(const QString& message) { MessageLog::append(message); }
 
-double MainDialog::downloadAreaWidth(const QString& area)
-{
-    return DownloadArea::width(area);
-}
+double MainDialog::downloadAreaWidth(const QString& area) { return DownloadArea::width(area); }
 
-double MainDialog::downloadAreaHeight(const QString& area)
-{
-    return DownloadArea::height(area);
-}
+double MainDialog::downloadAreaHeight(const QString& area) { return DownloadArea::height(area); }
 
 void MainDialog::setDownloadAreaWidth(const QString& area, double latitude, double longitude)
 {
@@ -54,19 +67,18 @@ void MainDialog::setDownloadAreaWidth(const QString& area, double latitude, doub
     doubleSpinBoxEast->setSingleStep(width);
 }
 
-void MainDialog::slotClearLabel()
-{
-    labelHTMLMessage->clear();
-}
+void MainDialog::slotClearLabel() { labelHTMLMessage->clear(); }
 
 void MainDialog::slotDoubleSpinBoxNorthValueChanged(double)
 {
-    doubleSpinBoxSouth->setValue(doubleSpinBoxNorth->value() - downloadAreaHeight(SettingsStore::downloadArea()));
+    doubleSpinBoxSouth->setValue(
+        doubleSpinBoxNorth->value() - downloadAreaHeight(SettingsStore::downloadArea()));
 }
 
 void MainDialog::slotDoubleSpinBoxWestValueChanged(double)
 {
-    doubleSpinBoxEast->setValue(doubleSpinBoxWest->value() + downloadAreaWidth(SettingsStore::downloadArea()));
+    doubleSpinBoxEast->setValue(
+        doubleSpinBoxWest->value() + downloadAreaWidth(SettingsStore::downloadArea()));
 }
 
 void MainDialog::slotSettings()

@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds relka, starts the local service simulator
-# on a free loopback port and starts the program pointed at it.
+# on a free loopback port and starts the program pointed at it, with demo
+# settings of its own under build/demo (never the user's settings): a
+# rectangle, an area and a data source chosen, the work files in
+# build/demo/work.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build
+. scripts/simulator.sh
 
-fifo=$(mktemp -u)
-mkfifo "$fifo"
-build/sim/relka-sim --listen 127.0.0.1:0 >"$fifo" 2>build/relka-sim.log &
-sim=$!
-trap 'kill $sim 2>/dev/null || true; rm -f "$fifo"' EXIT
-read -r address <"$fifo"
-
-export RELKA_ELEVATION_SERVER=$address RELKA_TILE_SERVER=$address RELKA_GEOCODER=$address
-echo "Services simulated at $address (log: build/relka-sim.log)"
+trap stop_simulator EXIT
+start_simulator build build/relka-sim.log
+demo=$(pwd)/build/demo
+write_demo_settings "$demo/config" "$demo/work"
+export XDG_CONFIG_HOME=$demo/config
+echo "Services simulated at $simulator_address (log: build/relka-sim.log); work files in $demo/work"
 build/app/relka "$@"

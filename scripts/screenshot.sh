@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# Starts relka on a private X server (Xvfb), waits until its window is shown,
-# saves a picture of it, opens the settings dialog from the keyboard, saves a
-# picture of that, then closes both with Escape and checks that the program
-# ended cleanly.
+# Starts relka on a private X server (Xvfb) against the local service
+# simulator, waits until its window is shown, saves a picture of it, opens
+# the settings dialog from the keyboard and saves a picture of that, closes
+# it, presses "&Download" from the keyboard, waits for the information box
+# of a finished run, closes it and saves a picture of the finished window,
+# then closes the program with Escape and checks that it ended cleanly.
 #
 #   scripts/screenshot.sh [build directory] [output directory]
 #
 # Defaults: build and docs. The program runs with a private settings store
-# holding a sample rectangle, so the user's own settings are never touched.
+# holding the demo rectangle, so the user's own settings are never touched.
 # Needs Xvfb, xwininfo (x11-utils) and xdotool; the end-to-end test runs it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,45 +24,39 @@ for tool in Xvfb xwininfo xdotool "$relka" "$grab"; do
   command -v "$tool" >/dev/null || { echo "screenshot.sh: $tool not found" >&2; exit 1; }
 done
 
+. scripts/simulator.sh
 scratch=$(mktemp -d)
 xvfb=""
 program=""
 stop_session() {
   [ -n "$program" ] && kill "$program" 2>/dev/null || true
   [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null || true
-  wait 2>/dev/null || true
+  wait "$program" "$xvfb" 2>/dev/null || true
   program="" xvfb=""
 }
-trap 'stop_session; rm -rf "$scratch"' EXIT
+trap 'stop_session; stop_simulator; rm -rf "$scratch"' EXIT
 
-mkdir -p "$scratch/config/Brenholt" "$scratch/work"
-cat >"$scratch/config/Brenholt/relka.conf" <<CONF
-[General]
-downloadNorth=40.25
-downloadSouth=39.75
-downloadWest=-106
-downloadEast=-105
-downloadArea=1° (lon) by 0.5° (lat)
-elevationDataSource=SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]
-CONF
+start_simulator "$build" "$scratch/relka-sim.log"
+write_demo_settings "$scratch/config" "$scratch/work"
 
 # Prints the id of the viewable window with the given title, or fails.
+# Qt keeps hidden helper windows under the application's name too.
 viewable_window() {
-  local info
-  info=$(xwininfo -name "$1" 2>/dev/null) || return 1
-  grep -q 'Map State: IsViewable' <<<"$info" || return 1
-  awk '/Window id:/ { print $4; exit }' <<<"$info"
+  local id
+  id=$(xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | head -n 1)
+  [ -n "$id" ] && echo "$id"
 }
 
+# wait_for_window TITLE [TENTHS_OF_SECONDS]
 wait_for_window() {
   local id
-  for _ in $(seq 100); do
+  for _ in $(seq "${2:-200}"); do
     if id=$(viewable_window "$1"); then
       sleep 0.5 # let the first paint finish
       echo "$id"
       return 0
     fi
-    sleep 0.2
+    sleep 0.1
   done
   echo "screenshot.sh: no window \"$1\" appeared" >&2
   cat "$scratch/xvfb.log" >&2
@@ -78,8 +74,7 @@ start_session() {
   local number
   read -r -t 20 number <"$scratch/display" || { echo "screenshot.sh: Xvfb did not start" >&2; return 1; }
   export DISPLAY=:$number QT_QPA_PLATFORM=xcb XDG_CONFIG_HOME=$scratch/config
-  # The default working directory "." is the scratch folder.
-  (cd "$scratch/work" && exec "$relka") &
+  "$relka" &
   program=$!
   main=$(wait_for_window "Relka - OSM & SRTM Data")
 }
@@ -105,6 +100,21 @@ for _ in $(seq 50); do
   viewable_window "Settings" >/dev/null || break
   sleep 0.2
 done
+# Alt+D presses "&Download"; a whole run ends in the information box.
+xdotool windowfocus --sync "$main"
+xdotool key alt+d
+wait_for_window "relka" 6000 >/dev/null || { tail -5 "$scratch/work/messages.txt" >&2; exit 1; }
+xdotool key Return
+for _ in $(seq 50); do
+  viewable_window "relka" >/dev/null || break
+  sleep 0.2
+done
+sleep 0.5
+"$grab" "$out/main-dialog-finished.png" "$main"
+for result in -el-corr.png -el-col-scaled.png; do
+  ls "$scratch/work/"*"$result" >/dev/null || { echo "screenshot.sh: no $result written" >&2; exit 1; }
+done
+
 xdotool windowfocus --sync "$main"
 xdotool key Escape
 
@@ -120,4 +130,4 @@ fi
 wait "$program" || status=$?
 program=""
 [ "$status" -eq 0 ] || { echo "screenshot.sh: relka exited with $status" >&2; exit 1; }
-echo "Saved $out/main-dialog.png and $out/settings-dialog.png"
+echo "Saved $out/main-dialog.png, $out/settings-dialog.png and $out/main-dialog-finished.png"

@@ -12,6 +12,7 @@
 
 #include "app/MessageLog.h"
 #include "bench/Terrain.h"
+#include "bench/Times.h"
 #include "bil/ElevationImport.h"
 #include "bil/ImportFeedback.h"
 #include "tests/support/EventGapMeter.h"
@@ -25,7 +26,6 @@
 #include <QtEndian>
 
 #include <sys/resource.h>
-#include <time.h>
 
 #include <cmath>
 #include <cstdio>
@@ -127,35 +127,6 @@ qint64 writeRaster(const RasterSize& size, const QString& baseName)
                      .arg(size.nodata, 0, 'g', 17)
                      .toLatin1());
     return voidSamples;
-}
-
-// Wall-clock and processor time together: the machine may be shared, and
-// the processor time of all threads shows what the work itself costs.
-struct Times {
-    double wall = 0;
-    double cpu = 0;
-
-    Times operator-(const Times& other) const { return { wall - other.wall, cpu - other.cpu }; }
-    Times& operator+=(const Times& other)
-    {
-        wall += other.wall;
-        cpu += other.cpu;
-        return *this;
-    }
-};
-
-Times now()
-{
-    timespec wall {};
-    timespec cpu {};
-    clock_gettime(CLOCK_MONOTONIC, &wall);
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
-    return { wall.tv_sec + wall.tv_nsec / 1e9, cpu.tv_sec + cpu.tv_nsec / 1e9 };
-}
-
-void printRow(const QString& what, const Times& times)
-{
-    std::printf("  %-66s %7.2f s %7.2f s\n", qPrintable(what), times.wall, times.cpu);
 }
 
 // The dialog's share of the work: the preview is scaled to a label's size.

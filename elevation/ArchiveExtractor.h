@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QString>
+
+// Unpacks the elevation archive of a run into the run's own file names:
+// the raster (an entry ending in ".bil" or ".flt") as baseName.bil and the
+// ".hdr", ".blw" and ".stx" entries under their endings, compared without
+// regard to case. Folders in entry names count for nothing, other entries
+// are skipped, and a later entry replaces an earlier one of the same target.
+// Since only these four names are ever written, no entry name can reach
+// outside them. Every step is logged; no failure stops the unpacking.
+class ArchiveExtractor {
+    Q_DECLARE_TR_FUNCTIONS(ArchiveExtractor)
+
+public:
+    // Removes from directory the raster and side files earlier archives
+    // left there, of any rectangle (plain files only, hidden ones kept),
+    // naming each on the debug output. Archives and images stay.
+    static void removeOldSideFiles(const QString& directory);
+
+    // Unpacks archivePath, copying entries through one 100000-byte buffer;
+    // the last log line is "Seamless: Unzip finished.".
+    static void extract(const QString& archivePath, const QString& baseName);
+
+    // Both baseName.bil and baseName.hdr exist, so the import can start.
+    static bool rasterExtracted(const QString& baseName);
+};

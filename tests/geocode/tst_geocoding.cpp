@@ -1,0 +1,100 @@
+#include "RunFixture.h"
+
+#include "app/SettingsStore.h"
+
+#include <QFile>
+#include <QTest>
+
+namespace {
+
+const QString area1 = QStringLiteral("1° (lon) by 0.5° (lat)");
+const QString whiteHouse = QStringLiteral("1600 Pennsylvania Avenue, Washington, DC");
+const QString neverIssued = QStringLiteral("geocodeRequestFinished(#, 0) - request never issued. Returning.");
+
+QList<double> borders(const MainDialog& dialog)
+{
+    return { dialog.doubleSpinBoxNorth->value(), dialog.doubleSpinBoxSouth->value(),
+        dialog.doubleSpinBoxWest->value(), dialog.doubleSpinBoxEast->value() };
+}
+
+} // namespace
+
+// "Geocode..." against the simulated geocoder.
+class TestGeocoding : public QObject {
+    Q_OBJECT
+
+private slots:
+    void addressCentresTheRectangle_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QByteArray>("sent");
+        QTest::addColumn<QList<double>>("expected"); // north, south, west, east; empty: unchanged
+        QTest::addColumn<QString>("error");
+        const QList<double> centred { 39.1477, 38.6477, -77.5365, -76.5365 };
+        const QByteArray encoded = "/demo.cgi?address=1600%20Pennsylvania%20Avenue,%20Washington,%20DC";
+        QTest::newRow("spaces encoded") << whiteHouse << encoded << centred << QString();
+        QTest::newRow("fragment dropped")
+            << whiteHouse + QStringLiteral("#Suite 5") << encoded << centred << QString();
+        QTest::newRow("ampersand ends the address")
+            << whiteHouse + QStringLiteral("&x=1") << encoded + "&x=1" << centred << QString();
+        QTest::newRow("unknown address")
+            << QStringLiteral("1 Nowhere Lane") << QByteArray("/demo.cgi?address=1%20Nowhere%20Lane")
+            << QList<double>()
+            << QStringLiteral("geocode error: Could not find latitude or longitude in the result file.");
+    }
+
+    void addressCentresTheRectangle()
+    {
+        QFETCH(QString, address);
+        QFETCH(QByteArray, sent);
+        QFETCH(QList<double>, expected);
+        QFETCH(QString, error);
+        RunFixture run;
+        QVERIFY(run.isReady());
+        MainDialog& dialog = run.start({ .area = area1 });
+        const QList<double> before = borders(dialog);
+        dialog.lineEditAddress->setText(address);
+        dialog.pushButtonGeocode->click();
+        QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
+        QVERIFY(QTest::qWaitFor([&] { return dialog.pushButtonGeocode->isEnabled(); }, 30000));
+
+        QStringList log { QStringLiteral("Geocode: Downloading ") + QString::fromLatin1(sent), neverIssued };
+        if (!error.isEmpty())
+            log.append(error);
+        QCOMPARE(run.log(), log);
+        QCOMPARE(dialog.labelHTMLMessage->text(), error);
+        QVERIFY(run.simulatorLog().contains("\"GET " + sent + " HTTP/1.1\""));
+        const QList<double> after = borders(dialog);
+        if (expected.isEmpty())
+            expected = before;
+        for (int i = 0; i < 4; ++i)
+            QVERIFY2(qAbs(after[i] - expected[i]) < 1e-9, qPrintable(QString::number(after[i])));
+        QVERIFY(dialog.pushButtonDownload->isDefault() && !dialog.pushButtonCancel->isEnabled());
+
+        QFile debugFile(run.workingDirectory() + QStringLiteral("/debugGeocode.txt"));
+        QVERIFY(debugFile.open(QIODevice::ReadOnly));
+        const QByteArray copy = debugFile.readAll();
+        QVERIFY(copy.startsWith("geocodeRequestFinished:\r\n<html>") && copy.endsWith("</html>\r\n\r\n"));
+    }
+
+    void cancelWhileQueryRuns()
+    {
+        RunFixture run({ QStringLiteral("--slow-body"), QStringLiteral("1:/demo.cgi") });
+        QVERIFY(run.isReady());
+        MainDialog& dialog = run.start({ .area = area1 });
+        const QList<double> before = borders(dialog);
+        dialog.lineEditAddress->setText(whiteHouse);
+        dialog.pushButtonGeocode->click();
+        QVERIFY(run.waitForLine(neverIssued));
+        QTest::qWait(300);
+        dialog.pushButtonCancel->click();
+        QVERIFY(run.isIdle() && dialog.pushButtonGeocode->isEnabled());
+        QTest::qWait(300);
+        QCOMPARE(run.log().size(), 2);
+        QCOMPARE(borders(dialog), before);
+        QVERIFY(!QFile::exists(run.workingDirectory() + QStringLiteral("/debugGeocode.txt")));
+    }
+};
+
+QTEST_MAIN(TestGeocoding)
+#include "tst_geocoding.moc"

@@ -1,0 +1,60 @@
+// MainDialog: merging the elevation colours into the texture, the end of a
+// run.
+#include "app/MainDialog.h"
+
+#include "http/HttpClient.h"
+#include "texture/TextureMerge.h"
+#include "util/BackgroundWork.h"
+
+bool MainDialog::mergeFiles()
+{
+    if (verbose)
+        addMessage(tr("mergeFiles(): Merging color file and OpenStreetMap file."));
+    const QString colourFile = baseFileName + QStringLiteral("-el-col.png");
+    const QString textureFile = baseFileName + QStringLiteral(".png");
+    // The large loads and the save run beside the event loop; a cancel in
+    // the meantime ends the merge.
+    const auto cancelled = [this] { return seamlessAborted || openStreetMapAborted; };
+    const QImage colours = BackgroundWork::run([&colourFile] { return QImage(colourFile); });
+    if (cancelled())
+        return false;
+    if (colours.isNull()) {
+        addMessage(tr("Seamless error: Could not open file %1").arg(colourFile));
+        return false;
+    }
+    const QImage texture = BackgroundWork::run([&textureFile] { return QImage(textureFile); });
+    if (cancelled())
+        return false;
+    if (texture.isNull()) {
+        addMessage(tr("Seamless error: Could not open file %1").arg(textureFile));
+        return false;
+    }
+
+    TextureMerge merge(colours, texture);
+    progressBarScalingElevation->setValue(progressBarScalingElevation->maximum());
+    progressBarMerging->setMaximum(merge.height());
+    for (int y = 0; y < merge.height(); ++y) {
+        progressBarMerging->setValue(y + 1);
+        merge.mergeRow(y);
+    }
+
+    const QString combinedFile = baseFileName + QStringLiteral("-el-col-scaled.png");
+    addMessage(tr("Seamless: Saving file %1.").arg(combinedFile));
+    setCursor(Qt::WaitCursor);
+    const QImage& merged = merge.result();
+    const bool saved = BackgroundWork::run([&merged, &combinedFile] { return merged.save(combinedFile); });
+    setCursor(Qt::ArrowCursor);
+    if (!saved) {
+        addMessage(tr("Seamless: Could not save file %1.").arg(combinedFile));
+        return false;
+    }
+    if (cancelled())
+        return false;
+    showPreview(labelTextureFile, merged, texturePreview);
+    if (openStreetMapHttp->hasPendingRequests())
+        openStreetMapHttp->clearPendingRequests();
+    if (seamlessHttp->hasPendingRequests())
+        seamlessHttp->clearPendingRequests();
+    success();
+    return true;
+}

@@ -1,0 +1,151 @@
+// MainDialog: the texture branch's tile list and tile download.
+#include "app/MainDialog.h"
+
+#include "app/SettingsStore.h"
+#include "http/HttpClient.h"
+#include "http/ReplyDebugFile.h"
+#include "texture/TileList.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QTimer>
+
+#include <algorithm>
+
+bool MainDialog::createOpenStreetMapTileList()
+{
+    const int zoom = TileList::zoomForAreaWidth(downloadAreaWidth(SettingsStore::downloadArea()));
+    tiles = TileList::covering(doubleSpinBoxWest->value(), doubleSpinBoxEast->value(),
+        doubleSpinBoxNorth->value(), doubleSpinBoxSouth->value(), zoom);
+    return true;
+}
+
+void MainDialog::downloadOpenStreetMap()
+{
+    createOpenStreetMapTileList();
+    const ServiceEndpoint server = ServiceEndpoint::tileServer();
+    int found = 0;
+    // Replies to earlier tiles are handled while the later ones are checked.
+    for (int i = 0; i < tiles.size() && !openStreetMapAborted; ++i) {
+        const QString fileName = TileList::fileName(SettingsStore::workingDirectory(), tiles[i]);
+        if (verbose)
+            addMessage(tr("OpenStreetMap: Checking %2").arg(fileName));
+        if (!QImage(fileName).isNull()) {
+            ++found;
+            tiles[i].done = true;
+        } else {
+            const QString path = TileList::requestPath(tiles[i]);
+            const QString url = QStringLiteral("http://") + server.authority() + path;
+            openStreetMapAborted = false;
+            addMessage(tr("OpenStreetMap: Downloading %1").arg(url));
+            openStreetMapHttp->setHost(server.host(), server.port());
+            tiles[i].requestId = requests.issue(*openStreetMapHttp, path, url);
+        }
+        QCoreApplication::processEvents();
+    }
+    if (openStreetMapAborted) {
+        openStreetMapFinished = true;
+        cancelDownload();
+        return;
+    }
+    if (found != tiles.size())
+        return;
+    openStreetMapFinished = true;
+    slotTileOpenStreetMapFiles();
+    if (seamlessFinished) {
+        if (verbose)
+            addMessage(tr("downloadOpenStreetMap(): calling mergeFiles()."));
+        mergeFiles();
+    }
+}
+
+void MainDialog::openStreetMapHttpReadResponseHeader(const HttpResponseHeader& responseHeader)
+{
+    if (isAcceptedStatus(responseHeader.statusCode()))
+        return;
+    const QString message
+        = tr("OpenStreetMap error: Download failed: %1.").arg(responseHeader.reasonPhrase());
+    addMessage(message);
+    showError(message);
+    openStreetMapAborted = true;
+    openStreetMapHttp->abort();
+}
+
+void MainDialog::openStreetMapHttpRequestFinished(int requestId, bool error)
+{
+    const RequestRegistry::Record request
+        = requests.accept(RequestRegistry::Handler::OpenStreetMap, requestId, error, verbose);
+    if (!request)
+        return;
+    if (error) {
+        qDebug() << openStreetMapHttp->errorString();
+        request->releaseBuffer();
+        if (openStreetMapAborted) {
+            openStreetMapFinished = true;
+            cancelDownload();
+            requests.clear();
+        }
+        return;
+    }
+    if (seamlessFinished && openStreetMapFinished) {
+        if (verbose)
+            addMessage(
+                tr("openStreetMapHttpRequestFinished(%1, %2): Seamless and OpenStreetMap download already "
+                   "finished.")
+                    .arg(requestId)
+                    .arg(int(error)));
+        request->releaseBuffer();
+        return;
+    }
+    const auto tile = std::find_if(
+        tiles.cbegin(), tiles.cend(), [requestId](const Tile& tile) { return tile.requestId == requestId; });
+    if (tile == tiles.cend()) {
+        request->releaseBuffer();
+        return;
+    }
+    if (openStreetMapAborted) {
+        openStreetMapFinished = true;
+        cancelDownload();
+        requests.clear();
+        return;
+    }
+    request->buffer->close();
+    const QByteArray body = request->buffer->data();
+    request->releaseBuffer();
+    saveTile(int(tile - tiles.cbegin()), body);
+}
+
+void MainDialog::saveTile(int index, const QByteArray& body)
+{
+    const QString workingDirectory = SettingsStore::workingDirectory();
+    const QString fileName = TileList::fileName(workingDirectory, tiles[index]);
+    if (body.contains("Error"))
+        ReplyDebugFile::append(workingDirectory, ReplyDebugFile::OpenStreetMap, body);
+    const bool decoded = !QImage::fromData(body, "PNG").isNull();
+    if (!decoded)
+        addMessage(tr("OpenStreetMap error: Could not load image from buffer."));
+    progressBarDownloadingSingleTiles->setMaximum(int(tiles.size()));
+    progressBarDownloadingSingleTiles->setValue(index + 1);
+    QCoreApplication::processEvents();
+    // A body that decodes is a PNG already: it is stored as it came, which
+    // keeps every pixel without encoding the tile again.
+    QFile file(fileName);
+    if (!decoded || !file.open(QIODevice::WriteOnly) || file.write(body) != body.size() || !file.flush()) {
+        addMessage(tr("OpenStreetMap error: Could not save image %1.").arg(fileName));
+    } else if (verbose) {
+        addMessage(tr("OpenStreetMap: Image %1 saved.").arg(fileName));
+    }
+    // A cancel and a new run inside the event processing above may have
+    // replaced the list.
+    if (index >= tiles.size())
+        return;
+    tiles[index].done = true;
+    if (std::all_of(tiles.cbegin(), tiles.cend(), [](const Tile& tile) { return tile.done; }))
+        QTimer::singleShot(1000, this, &MainDialog::slotTileOpenStreetMapFiles);
+}
+
+void MainDialog::openStreetMapHttpSslErrors(const QList<QSslError>& errors)
+{
+    if (sslErrorsIgnored(errors))
+        openStreetMapHttp->ignoreSslErrors();
+}
