@@ -4,6 +4,8 @@
 
 #include <QTcpSocket>
 
+#include <fcntl.h>
+
 HttpServer::HttpServer(const Handler& handler, QObject* parent)
     : QObject(parent)
     , handler(handler)
@@ -13,7 +15,7 @@ HttpServer::HttpServer(const Handler& handler, QObject* parent)
     retry.setSingleShot(true);
     connect(&server, &QTcpServer::newConnection, this, &HttpServer::acceptConnections);
     connect(&server, &QTcpServer::acceptError, this, &HttpServer::acceptFailed);
-    connect(&retry, &QTimer::timeout, this, &HttpServer::acceptConnections);
+    connect(&retry, &QTimer::timeout, this, &HttpServer::retryAccepting);
 }
 
 void HttpServer::setLimits(const HttpServerLimits& limits) { bounds = limits; }
@@ -59,6 +61,28 @@ void HttpServer::acceptFailed()
                .arg(server.errorString(), QString::number(bounds.acceptRetryMs));
     retry.start(bounds.acceptRetryMs);
     updateAccepting();
+}
+
+void HttpServer::retryAccepting()
+{
+    if (!server.hasPendingConnections() && !renewListener()) {
+        retry.start(bounds.acceptRetryMs);
+        return;
+    }
+    acceptConnections();
+}
+
+// After one failed accept, QTcpServer reports every later accept that finds
+// no client as that same failure: its socket engine keeps the first error it
+// saw. A fresh engine on the same listening socket starts clean; the socket
+// and the clients in its queue stay. Needs one free descriptor.
+bool HttpServer::renewListener()
+{
+    const int descriptor = ::fcntl(int(server.socketDescriptor()), F_DUPFD_CLOEXEC, 0);
+    if (descriptor < 0)
+        return false;
+    server.close();
+    return server.setSocketDescriptor(descriptor);
 }
 
 void HttpServer::updateAccepting()

@@ -40,6 +40,8 @@ public:
 private:
     void acceptConnections();
     void acceptFailed();
+    void retryAccepting();
+    bool renewListener();
     void updateAccepting();
 
     Handler handler;
