@@ -23,6 +23,12 @@ HttpConnection::HttpConnection(
     connect(socket, &QTcpSocket::disconnected, this, &QObject::deleteLater);
     connect(&writer, &HttpResponseWriter::finished, this, &HttpConnection::answerFinished);
     idle.start();
+    // A socket that waited in the server's queue may hold a request already,
+    // or be closed.
+    if (socket->state() != QAbstractSocket::ConnectedState)
+        deleteLater();
+    else if (socket->bytesAvailable() > 0)
+        QMetaObject::invokeMethod(this, &HttpConnection::readInput, Qt::QueuedConnection);
 }
 
 void HttpConnection::readInput()
