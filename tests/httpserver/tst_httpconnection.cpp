@@ -63,9 +63,10 @@ class TestHttpConnection : public QObject {
 
     void start(const HttpServerLimits& limits = {})
     {
-        server = std::make_unique<HttpServer>([this](const HttpRequest& request, const HttpResponder& respond) {
-            respond(responses.value(request.path, HttpResponse { .body = "ok" }));
-        });
+        server
+            = std::make_unique<HttpServer>([this](const HttpRequest& request, const HttpResponder& respond) {
+                  respond(responses.value(request.path, HttpResponse { .body = "ok" }));
+              });
         server->setLimits(limits);
         QVERIFY(server->listen());
     }
@@ -98,17 +99,20 @@ private slots:
             << HttpResponse { .body = "abcdefg", .framing = Framing::Chunked, .pieceSize = 3, .dropAfter = 4 }
             << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
                           "3\r\nabc\r\n1\r\nd\r\n");
-        QTest::newRow("paced, close-delimited")
-            << HttpResponse { .status = 410, .body = "abcdef", .framing = Framing::CloseDelimited, .pieceSize = 2,
-                   .pieceDelayMs = 20 }
-            << QByteArray("HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
+        QTest::newRow("paced, close-delimited") << HttpResponse { .status = 410,
+            .body = "abcdef",
+            .framing = Framing::CloseDelimited,
+            .pieceSize = 2,
+            .pieceDelayMs = 20 } << QByteArray("HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
         QTest::newRow("paced at a rate, dropped half-way")
-            << [] {
-                   HttpResponse response { .body = QByteArray(40, 'r'), .dropAfter = 20 };
-                   response.setByteRate(100);
-                   return response;
-               }()
-            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 40\r\nConnection: close\r\n\r\n") + QByteArray(20, 'r');
+            <<
+            [] {
+                HttpResponse response { .body = QByteArray(40, 'r'), .dropAfter = 20 };
+                response.setByteRate(100);
+                return response;
+            }()
+            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 40\r\nConnection: close\r\n\r\n")
+                + QByteArray(20, 'r');
     }
 
     void deliveryShapesTheWire()
@@ -138,8 +142,8 @@ private slots:
         QTest::newRow("CR inside a field") << QByteArray("GET /a HTTP/1.1\r\nHost: a\rb\r\n\r\n") << false
                                            << QByteArray("HTTP/1.1 400 Bad Request");
         QTest::newRow("chunked request body")
-            << QByteArray("POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n") << false
-            << QByteArray("HTTP/1.1 400 Bad Request");
+            << QByteArray("POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n")
+            << false << QByteArray("HTTP/1.1 400 Bad Request");
         QTest::newRow("endless head") << "GET /a HTTP/1.1\r\nX: " + QByteArray(100 * 1024, 'x') << false
                                       << QByteArray("HTTP/1.1 431 Request Header Fields Too Large");
     }
@@ -165,7 +169,8 @@ private slots:
         // stop and start again many times.
         start({ .readAheadBytes = 256 });
         for (int i = 0; i < 100; ++i)
-            responses.insert(QStringLiteral("/%1").arg(i), HttpResponse { .body = "<" + QByteArray::number(i) + ">" });
+            responses.insert(
+                QStringLiteral("/%1").arg(i), HttpResponse { .body = "<" + QByteArray::number(i) + ">" });
         QByteArray requests;
         for (int i = 0; i < 100; ++i)
             requests += "GET /" + QByteArray::number(i) + " HTTP/1.1\r\nContent-Length: 4\r\n\r\nbody";
@@ -260,12 +265,13 @@ private slots:
         static QAtomicInt failures;
         static QtMessageHandler passOn = nullptr;
         failures = 0;
-        passOn = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-            if (text.startsWith(QLatin1String("accepting a connection failed")))
-                failures.fetchAndAddRelaxed(1);
-            else
-                passOn(type, context, text);
-        });
+        passOn = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+                if (text.startsWith(QLatin1String("accepting a connection failed")))
+                    failures.fetchAndAddRelaxed(1);
+                else
+                    passOn(type, context, text);
+            });
         rlimit original {};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &original), 0);
         QList<int> fillers;

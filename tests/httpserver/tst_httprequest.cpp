@@ -41,17 +41,17 @@ private slots:
             << QStringList { "/a?x=1", "Host=h:1", "X-Two=b c" };
         QTest::newRow("bare LF, empty line before")
             << QByteArray("\r\nGET / HTTP/1.0\nA: 1\n\n") << QStringList { "/", "A=1" };
-        QTest::newRow("CR inside a value") << QByteArray("GET / HTTP/1.1\r\nA: 1\r2\r\n\r\n")
-                                           << QStringList { "refused" };
-        QTest::newRow("escape character") << QByteArray("GET /\x1b[2J HTTP/1.1\r\n\r\n")
-                                          << QStringList { "refused" };
+        QTest::newRow("CR inside a value")
+            << QByteArray("GET / HTTP/1.1\r\nA: 1\r2\r\n\r\n") << QStringList { "refused" };
+        QTest::newRow("escape character")
+            << QByteArray("GET /\x1b[2J HTTP/1.1\r\n\r\n") << QStringList { "refused" };
         QTest::newRow("folded line") << QByteArray("GET / HTTP/1.1\r\nA: 1\r\n 2\r\n\r\n")
                                      << QStringList { "refused" };
-        QTest::newRow("line without name") << QByteArray("GET / HTTP/1.1\r\n: 1\r\n\r\n")
-                                           << QStringList { "refused" };
+        QTest::newRow("line without name")
+            << QByteArray("GET / HTTP/1.1\r\n: 1\r\n\r\n") << QStringList { "refused" };
         QTest::newRow("no HTTP/1 version") << QByteArray("GET / HTTP/2\r\n\r\n") << QStringList { "refused" };
-        QTest::newRow("target not a path") << QByteArray("GET http://h/ HTTP/1.1\r\n\r\n")
-                                           << QStringList { "refused" };
+        QTest::newRow("target not a path")
+            << QByteArray("GET http://h/ HTTP/1.1\r\n\r\n") << QStringList { "refused" };
         QTest::newRow("nothing") << QByteArray("\r\n\r\n") << QStringList { "refused" };
     }
 
@@ -74,7 +74,8 @@ private slots:
             = HttpRequest::fromHead("GET /a%20b/c.zip?AL=41,40&PL=SM%2B HTTP/1.1\r\nhOsT: h\r\n\r\n");
         QVERIFY(request);
         QCOMPARE(request->path, QStringLiteral("/a b/c.zip"));
-        QCOMPARE(request->query.queryItemValue(QStringLiteral("PL"), QUrl::FullyDecoded), QStringLiteral("SM+"));
+        QCOMPARE(
+            request->query.queryItemValue(QStringLiteral("PL"), QUrl::FullyDecoded), QStringLiteral("SM+"));
         QCOMPARE(request->header("HOST"), "h");
     }
 
@@ -89,12 +90,12 @@ private slots:
             << QByteArray("POST / HTTP/1.1\r\nConnection: Close\r\nContent-Length: 12\r\n\r\n") << qint64(12)
             << false;
         QTest::newRow("1.0") << QByteArray("GET / HTTP/1.0\r\n\r\n") << qint64(0) << false;
-        QTest::newRow("1.0, kept alive") << QByteArray("GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n")
-                                         << qint64(0) << true;
-        QTest::newRow("negative length") << QByteArray("POST / HTTP/1.1\r\nContent-Length: -1\r\n\r\n")
-                                         << qint64(-1) << true;
-        QTest::newRow("chunked body") << QByteArray("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n")
-                                      << qint64(-1) << true;
+        QTest::newRow("1.0, kept alive")
+            << QByteArray("GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n") << qint64(0) << true;
+        QTest::newRow("negative length")
+            << QByteArray("POST / HTTP/1.1\r\nContent-Length: -1\r\n\r\n") << qint64(-1) << true;
+        QTest::newRow("chunked body")
+            << QByteArray("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n") << qint64(-1) << true;
     }
 
     void bodyLengthAndKeepAlive()

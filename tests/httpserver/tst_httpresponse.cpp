@@ -21,7 +21,9 @@ private slots:
             << HttpResponse { .body = "abc" } << true
             << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 3\r\nConnection: keep-alive\r\n\r\n");
         QTest::newRow("own reason, fields as given")
-            << HttpResponse { .status = 404, .reason = "Kachel nicht gefunden", .headers = { { "LoCaTiOn", "/x" }, { "b", "" } } }
+            << HttpResponse { .status = 404,
+                   .reason = "Kachel nicht gefunden",
+                   .headers = { { "LoCaTiOn", "/x" }, { "b", "" } } }
             << false
             << QByteArray("HTTP/1.1 404 Kachel nicht gefunden\r\nLoCaTiOn: /x\r\nb: \r\nContent-Length: 0\r\n"
                           "Connection: close\r\n\r\n");
@@ -36,7 +38,8 @@ private slots:
         QTest::newRow("CR and LF become blanks")
             << HttpResponse { .status = 302, .reason = "A\r\nB", .headers = { { "X\nY", "v\r\n\r\n<p>" } } }
             << false
-            << QByteArray("HTTP/1.1 302 A  B\r\nX Y: v    <p>\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+            << QByteArray(
+                   "HTTP/1.1 302 A  B\r\nX Y: v    <p>\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
     }
 
     void head()

@@ -210,8 +210,8 @@ private slots:
     // breaks encoded in the address cannot end the header early.
     void archiveNameInTheHeaderIsTheOrdersOwn()
     {
-        const Fetched archive = fetch(
-            network, sim.url(QStringLiteral("/Website/distreq/archive/SM905HZ_%0D%0A%0D%0A41_40.9_-100.9_-101.zip")));
+        const Fetched archive = fetch(network,
+            sim.url(QStringLiteral("/Website/distreq/archive/SM905HZ_%0D%0A%0D%0A41_40.9_-100.9_-101.zip")));
         QCOMPARE(archive.status, 200);
         QCOMPARE(archive.headers.value("content-disposition"),
             "attachment; filename=\"SM905HZ_41_40.9_-100.9_-101.zip\"");
