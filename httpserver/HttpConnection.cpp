@@ -21,6 +21,11 @@ HttpConnection::HttpConnection(
     connect(&idle, &QTimer::timeout, this, &HttpConnection::closeIdle);
     connect(socket, &QTcpSocket::readyRead, this, &HttpConnection::readInput);
     connect(socket, &QTcpSocket::disconnected, this, &QObject::deleteLater);
+    // The client takes in the answer: a deadline for a stalled reader only.
+    connect(socket, &QTcpSocket::bytesWritten, this, [this] {
+        if (idle.isActive())
+            idle.start();
+    });
     connect(&writer, &HttpResponseWriter::finished, this, &HttpConnection::answerFinished);
     idle.start();
     // A socket that waited in the server's queue may hold a request already,
@@ -116,12 +121,15 @@ void HttpConnection::respond(quint64 requestNumber, HttpResponse response)
                                                .arg(peer, requestLine, QString::number(answer.status),
                                                    QString::number(writer.bodySize()), framing);
     }
+    if (!answer.silent)
+        idle.start();
     writer.start(keepAlive);
 }
 
 void HttpConnection::answerFinished(bool reusable)
 {
     answering = false;
+    idle.stop();
     if (!reusable || !keepAlive) {
         socket->disconnectFromHost();
         return;
@@ -134,7 +142,7 @@ void HttpConnection::answerFinished(bool reusable)
 
 void HttpConnection::closeIdle()
 {
-    qCInfo(httpServerLog).noquote() << QStringLiteral("%1: no complete request within %2 ms, closing")
+    qCInfo(httpServerLog).noquote() << QStringLiteral("%1: nothing moved for %2 ms, closing")
                                            .arg(socket->peerAddress().toString(),
                                                QString::number(limits.idleTimeoutMs));
     socket->abort();

@@ -14,8 +14,10 @@ class QTcpSocket;
 // One client connection. Requests are answered one at a time, in order.
 // What a client sends meanwhile stays in the socket's read buffer, which is
 // bounded, so a client that keeps sending only stalls its own sending. A
-// request head must arrive in full within the idle timeout, also when the
-// connection waits for the next request after an answer.
+// connection is closed when nothing moves for the idle timeout: a request
+// head that does not arrive in full (counted from the connection's start or
+// the end of the previous answer), or an answer the client does not read.
+// Waiting for the handler's answer, or for a silent one, has no deadline.
 class HttpConnection : public QObject {
     Q_OBJECT
 

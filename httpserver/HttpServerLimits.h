@@ -8,7 +8,8 @@ struct HttpServerLimits {
     // Connections served at once; further clients wait in the listen queue.
     int connections = 64;
     // Time a connection has to send a complete request head, counted from
-    // its start or from the end of the previous answer.
+    // its start or from the end of the previous answer; also the longest
+    // time a client may leave an answer unread.
     int idleTimeoutMs = 30000;
     // The longest request head; a longer one is answered with 431 and the
     // connection closed.
