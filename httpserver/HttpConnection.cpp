@@ -142,6 +142,11 @@ void HttpConnection::answerFinished(bool reusable)
 
 void HttpConnection::closeIdle()
 {
+    // Between the pieces of a paced answer the server is the one waiting.
+    if (answering && socket->bytesToWrite() == 0) {
+        idle.start();
+        return;
+    }
     qCInfo(httpServerLog).noquote() << QStringLiteral("%1: nothing moved for %2 ms, closing")
                                            .arg(socket->peerAddress().toString(),
                                                QString::number(limits.idleTimeoutMs));

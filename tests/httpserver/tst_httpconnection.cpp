@@ -233,7 +233,8 @@ private slots:
         QFETCH(QByteArray, request);
         start({ .idleTimeoutMs = 200 });
         responses.insert(QStringLiteral("/silent"), HttpResponse { .silent = true });
-        responses.insert(QStringLiteral("/large"), HttpResponse { .body = QByteArray(64 * 1024 * 1024, 'l') });
+        responses.insert(
+            QStringLiteral("/large"), HttpResponse { .body = QByteArray(64 * 1024 * 1024, 'l') });
         RawClient client(server->serverPort());
         // This client takes in at most a little of any answer.
         client.socket.disconnect(&client.socket);
@@ -241,6 +242,34 @@ private slots:
         client.send(request);
         QTest::qWait(1000);
         QTEST(server->connectionCount() == 0, "closed");
+    }
+
+    // The idle timeout ends a stalled reader, not a slow one, nor an answer
+    // the server itself paces.
+    void slowAnswersKeepTheirConnection_data()
+    {
+        QTest::addColumn<HttpResponse>("response");
+
+        QTest::newRow("client reads slowly") << HttpResponse { .body = QByteArray(2 * 1024 * 1024, 's') };
+        QTest::newRow("server paces")
+            << HttpResponse { .body = "paced", .pieceSize = 1, .pieceDelayMs = 150 };
+    }
+
+    void slowAnswersKeepTheirConnection()
+    {
+        QFETCH(HttpResponse, response);
+        start({ .idleTimeoutMs = 100 });
+        responses.insert(QStringLiteral("/a"), response);
+        RawClient client(server->serverPort());
+        client.socket.disconnect(&client.socket);
+        client.socket.setReadBufferSize(64 * 1024);
+        client.send(closingGet);
+        const QByteArray expected = response.head(response.bodySize(), false) + response.body;
+        for (int i = 0; i < 500 && client.received.size() < expected.size(); ++i) {
+            QTest::qWait(20);
+            client.received += client.socket.read(32 * 1024);
+        }
+        QVERIFY(client.received == expected);
     }
 
     void clientsBeyondTheCapWait()
