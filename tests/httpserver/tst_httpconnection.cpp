@@ -250,7 +250,7 @@ private slots:
     {
         QTest::addColumn<HttpResponse>("response");
 
-        QTest::newRow("client reads slowly") << HttpResponse { .body = QByteArray(2 * 1024 * 1024, 's') };
+        QTest::newRow("client reads slowly") << HttpResponse { .body = QByteArray(32 * 1024 * 1024, 's') };
         QTest::newRow("server paces")
             << HttpResponse { .body = "paced", .pieceSize = 1, .pieceDelayMs = 150 };
     }
@@ -262,12 +262,12 @@ private slots:
         responses.insert(QStringLiteral("/a"), response);
         RawClient client(server->serverPort());
         client.socket.disconnect(&client.socket);
-        client.socket.setReadBufferSize(64 * 1024);
+        client.socket.setReadBufferSize(1024 * 1024);
         client.send(closingGet);
         const QByteArray expected = response.head(response.bodySize(), false) + response.body;
         for (int i = 0; i < 500 && client.received.size() < expected.size(); ++i) {
             QTest::qWait(20);
-            client.received += client.socket.read(32 * 1024);
+            client.received += client.socket.read(1024 * 1024);
         }
         QVERIFY(client.received == expected);
     }
