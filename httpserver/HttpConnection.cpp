@@ -142,9 +142,8 @@ void HttpConnection::answerFinished(bool reusable)
 
 void HttpConnection::closeIdle()
 {
-    // Between the pieces of a paced answer the server is the one waiting; a
-    // piece still in the buffer gets one more chance to leave.
-    if (answering && (socket->bytesToWrite() == 0 || socket->flush())) {
+    // Between the pieces of a paced answer the server is the one waiting.
+    if (answering && socket->bytesToWrite() == 0) {
         idle.start();
         return;
     }

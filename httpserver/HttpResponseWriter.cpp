@@ -58,11 +58,13 @@ void HttpResponseWriter::pump()
         writePiece();
 }
 
-// A paced body still waits for a client that does not read.
+// A paced body still waits for a client that does not read. Each piece
+// leaves at its tick, so only a stalled client leaves bytes in the buffer.
 void HttpResponseWriter::tick()
 {
     if (socket->bytesToWrite() < socketBacklog)
         writePiece();
+    socket->flush();
 }
 
 void HttpResponseWriter::writePiece()
