@@ -19,8 +19,6 @@ private slots:
                                              << "sim-host";
         QTest::newRow("highest port, blanks around") << " localhost:65535 "
                                                      << "localhost:65535";
-        QTest::newRow("empty") << ""
-                               << "";
         QTest::newRow("port without host") << ":8080"
                                            << "";
         QTest::newRow("port 0") << "host:0"
