@@ -88,6 +88,14 @@ private:
 
     // run/
     void success();
+    // A branch the program aborted ends, and with it the run.
+    void endAbortedBranch(bool& branchFinished);
+    // The steps the two download handlers share after the registry rule: an
+    // error releases the body and, after an abort, ends the branch; once
+    // both branches are over, replies are dropped. True when the handler
+    // goes on with the body.
+    bool isReplyForRunningBranch(Request& request, const HttpClient& client, RequestRegistry::Handler handler,
+        int requestId, bool error, bool branchAborted, bool& branchFinished);
     // The statuses the services answer with when all is well (redirects
     // included).
     static bool isAcceptedStatus(int status);

@@ -107,29 +107,11 @@ void MainDialog::seamlessHttpRequestFinished(int requestId, bool error)
         = requests.accept(RequestRegistry::Handler::Seamless, requestId, error, verbose);
     if (!request)
         return;
-    if (error) {
-        qDebug() << seamlessHttp->errorString();
-        request->releaseBuffer();
-        if (seamlessAborted) {
-            seamlessFinished = true;
-            cancelDownload();
-            requests.clear();
-        }
+    if (!isReplyForRunningBranch(*request, *seamlessHttp, RequestRegistry::Handler::Seamless, requestId,
+            error, seamlessAborted, seamlessFinished))
         return;
-    }
-    if (seamlessFinished && openStreetMapFinished) {
-        if (verbose)
-            addMessage(tr("seamlessHttpRequestFinished(%1, %2): Seamless and OpenStreetMap download already "
-                          "finished.")
-                           .arg(requestId)
-                           .arg(int(error)));
-        request->releaseBuffer();
-        return;
-    }
     if (seamlessAborted) {
-        seamlessFinished = true;
-        cancelDownload();
-        requests.clear();
+        endAbortedBranch(seamlessFinished);
         return;
     }
 

@@ -32,9 +32,7 @@ void MainDialog::geocodeRequestFinished(int requestId, bool error)
         return;
     }
     if (geocodeAborted) {
-        geocodeFinished = true;
-        cancelDownload();
-        requests.clear();
+        endAbortedBranch(geocodeFinished);
         return;
     }
     setControlsRunning(false);

@@ -13,7 +13,7 @@ namespace {
 
 int nextId()
 {
-    static std::atomic<int> counter{0};
+    static std::atomic<int> counter { 0 };
     return ++counter;
 }
 
@@ -29,25 +29,19 @@ bool isTransportFailure(const QNetworkReply* reply)
     return status < 400 || error <= QNetworkReply::UnknownNetworkError;
 }
 
-int clampedToInt(qint64 value)
-{
-    return int(qMin<qint64>(value, std::numeric_limits<int>::max()));
-}
+int clampedToInt(qint64 value) { return int(qMin<qint64>(value, std::numeric_limits<int>::max())); }
 
 } // namespace
 
 HttpClient::HttpClient(QObject* parent)
     : QObject(parent)
-    , m_manager(new QNetworkAccessManager(this))
-    , m_errorString(tr("Unknown error"))
+    , manager(new QNetworkAccessManager(this))
+    , lastError(tr("Unknown error"))
 {
     qRegisterMetaType<HttpResponseHeader>();
 }
 
-HttpClient::~HttpClient()
-{
-    releaseReply();
-}
+HttpClient::~HttpClient() { releaseReply(); }
 
 int HttpClient::setHost(const QString& host, quint16 port)
 {
@@ -66,48 +60,33 @@ int HttpClient::get(const QString& path, QIODevice* to)
 
 void HttpClient::abort()
 {
-    m_queue.clear();
-    if (m_current.id == 0)
+    queue.clear();
+    if (current.id == 0)
         return;
-    m_errorString = tr("Request aborted");
+    lastError = tr("Request aborted");
     finishCurrent(true);
 }
 
-bool HttpClient::hasPendingRequests() const
-{
-    return !m_queue.isEmpty();
-}
+bool HttpClient::hasPendingRequests() const { return !queue.isEmpty(); }
 
-void HttpClient::clearPendingRequests()
-{
-    m_queue.clear();
-}
+void HttpClient::clearPendingRequests() { queue.clear(); }
 
-int HttpClient::currentId() const
-{
-    return m_current.id;
-}
+int HttpClient::currentId() const { return current.id; }
 
-QString HttpClient::errorString() const
-{
-    return m_errorString;
-}
+QString HttpClient::errorString() const { return lastError; }
 
-void HttpClient::setTransferTimeout(int milliseconds)
-{
-    m_transferTimeout = milliseconds;
-}
+void HttpClient::setTransferTimeout(int milliseconds) { transferTimeout = milliseconds; }
 
 void HttpClient::ignoreSslErrors()
 {
-    if (m_reply)
-        m_reply->ignoreSslErrors();
+    if (reply)
+        reply->ignoreSslErrors();
 }
 
 int HttpClient::enqueue(Operation operation)
 {
     operation.id = nextId();
-    m_queue.append(operation);
+    queue.append(operation);
     scheduleNext();
     return operation.id;
 }
@@ -116,24 +95,24 @@ int HttpClient::enqueue(Operation operation)
 // them, so a caller always has the id before any signal names it.
 void HttpClient::scheduleNext()
 {
-    if (m_current.id != 0 || m_startScheduled || m_queue.isEmpty())
+    if (current.id != 0 || startScheduled || queue.isEmpty())
         return;
-    m_startScheduled = true;
+    startScheduled = true;
     QMetaObject::invokeMethod(this, &HttpClient::startNext, Qt::QueuedConnection);
 }
 
 void HttpClient::startNext()
 {
-    m_startScheduled = false;
-    if (m_current.id != 0 || m_queue.isEmpty())
+    startScheduled = false;
+    if (current.id != 0 || queue.isEmpty())
         return;
-    m_current = m_queue.takeFirst();
-    const int id = m_current.id;
+    current = queue.takeFirst();
+    const int id = current.id;
     emit requestStarted(id);
-    if (m_current.id != id)
+    if (current.id != id)
         return;
-    if (m_current.endpoint) {
-        m_endpoint = *m_current.endpoint;
+    if (current.endpoint) {
+        endpoint = *current.endpoint;
         finishCurrent(false);
         return;
     }
@@ -142,10 +121,11 @@ void HttpClient::startNext()
 
 void HttpClient::startGet()
 {
-    QString path = m_current.path;
+    QString path = current.path;
     if (!path.startsWith(QLatin1Char('/')))
         path.prepend(QLatin1Char('/'));
-    QNetworkRequest request(QUrl(QStringLiteral("http://") + m_endpoint.authority() + path, QUrl::TolerantMode));
+    QNetworkRequest request(
+        QUrl(QStringLiteral("http://") + endpoint.authority() + path, QUrl::TolerantMode));
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
@@ -153,29 +133,28 @@ void HttpClient::startGet()
     // Bodies are delivered as sent: progress counts the announced bytes and
     // nothing is unpacked behind the caller's back.
     request.setRawHeader("Accept-Encoding", "identity");
-    request.setTransferTimeout(m_transferTimeout);
+    request.setTransferTimeout(transferTimeout);
 
-    m_headerEmitted = false;
-    m_bodyTotal = 0;
-    m_bodyDone = 0;
-    m_reply = m_manager->get(request);
-    connect(m_reply, &QNetworkReply::metaDataChanged, this, &HttpClient::emitHeaderOnce);
-    connect(m_reply, &QNetworkReply::readyRead, this, &HttpClient::readBody);
-    connect(m_reply, &QNetworkReply::finished, this, &HttpClient::replyFinished);
-    connect(m_reply, &QNetworkReply::sslErrors, this, &HttpClient::sslErrors);
+    headerEmitted = false;
+    bodyTotal = 0;
+    bodyDone = 0;
+    reply = manager->get(request);
+    connect(reply, &QNetworkReply::metaDataChanged, this, &HttpClient::emitHeaderOnce);
+    connect(reply, &QNetworkReply::readyRead, this, &HttpClient::readBody);
+    connect(reply, &QNetworkReply::finished, this, &HttpClient::replyFinished);
+    connect(reply, &QNetworkReply::sslErrors, this, &HttpClient::sslErrors);
 }
 
 void HttpClient::emitHeaderOnce()
 {
-    const QVariant status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (m_headerEmitted || !status.isValid())
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (headerEmitted || !status.isValid())
         return;
-    m_headerEmitted = true;
-    const HttpResponseHeader header(
-        status.toInt(),
-        QString::fromLatin1(m_reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray()),
-        m_reply->rawHeaderPairs());
-    m_bodyTotal = header.contentLength();
+    headerEmitted = true;
+    const HttpResponseHeader header(status.toInt(),
+        QString::fromLatin1(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray()),
+        reply->rawHeaderPairs());
+    bodyTotal = header.contentLength();
     emit responseHeaderReceived(header);
 }
 
@@ -183,29 +162,29 @@ void HttpClient::emitHeaderOnce()
 // full by the client.
 void HttpClient::readBody()
 {
-    const int id = m_current.id;
+    const int id = current.id;
     emitHeaderOnce();
     // A reply that timed out is closed already.
-    if (m_current.id != id || !m_reply->isOpen())
+    if (current.id != id || !reply->isOpen())
         return;
-    const QByteArray piece = m_reply->readAll();
+    const QByteArray piece = reply->readAll();
     if (piece.isEmpty())
         return;
-    if (m_current.device)
-        m_current.device->write(piece);
-    m_bodyDone += piece.size();
-    emit dataReadProgress(clampedToInt(m_bodyDone), clampedToInt(m_bodyTotal));
+    if (current.device)
+        current.device->write(piece);
+    bodyDone += piece.size();
+    emit dataReadProgress(clampedToInt(bodyDone), clampedToInt(bodyTotal));
 }
 
 void HttpClient::replyFinished()
 {
-    const int id = m_current.id;
+    const int id = current.id;
     readBody();
-    if (m_current.id != id)
+    if (current.id != id)
         return;
-    const bool failed = isTransportFailure(m_reply);
+    const bool failed = isTransportFailure(reply);
     if (failed)
-        m_errorString = m_reply->errorString();
+        lastError = reply->errorString();
     finishCurrent(failed);
 }
 
@@ -213,22 +192,22 @@ void HttpClient::replyFinished()
 // that waits in a nested event loop (a message box) does not stall the queue.
 void HttpClient::finishCurrent(bool error)
 {
-    const int id = m_current.id;
+    const int id = current.id;
     releaseReply();
-    m_current = Operation();
+    current = Operation();
     if (error)
-        m_queue.clear();
+        queue.clear();
     scheduleNext();
     emit requestFinished(id, error);
 }
 
 void HttpClient::releaseReply()
 {
-    if (!m_reply)
+    if (!reply)
         return;
-    disconnect(m_reply, nullptr, this, nullptr);
-    if (!m_reply->isFinished())
-        m_reply->abort();
-    m_reply->deleteLater();
-    m_reply = nullptr;
+    disconnect(reply, nullptr, this, nullptr);
+    if (!reply->isFinished())
+        reply->abort();
+    reply->deleteLater();
+    reply = nullptr;
 }

@@ -36,8 +36,7 @@ class QNetworkReply;
 //
 // Ids come from one counter shared by every client of the process, so the
 // ids of different clients never collide.
-class HttpClient : public QObject
-{
+class HttpClient : public QObject {
     Q_OBJECT
 
 public:
@@ -73,8 +72,7 @@ signals:
     void sslErrors(const QList<QSslError>& errors);
 
 private:
-    struct Operation
-    {
+    struct Operation {
         int id = 0;
         // Set for a host setting, empty for a GET.
         std::optional<ServiceEndpoint> endpoint;
@@ -92,15 +90,15 @@ private:
     void finishCurrent(bool error);
     void releaseReply();
 
-    QNetworkAccessManager* m_manager;
-    QList<Operation> m_queue;
-    Operation m_current;
-    QNetworkReply* m_reply = nullptr;
-    ServiceEndpoint m_endpoint{QString()};
-    int m_transferTimeout = 0;
-    bool m_startScheduled = false;
-    bool m_headerEmitted = false;
-    qint64 m_bodyTotal = 0;
-    qint64 m_bodyDone = 0;
-    QString m_errorString;
+    QNetworkAccessManager* manager;
+    QList<Operation> queue;
+    Operation current;
+    QNetworkReply* reply = nullptr;
+    ServiceEndpoint endpoint { QString() };
+    int transferTimeout = 0;
+    bool startScheduled = false;
+    bool headerEmitted = false;
+    qint64 bodyTotal = 0;
+    qint64 bodyDone = 0;
+    QString lastError;
 };

@@ -2,28 +2,19 @@
 
 #include <algorithm>
 
-HttpResponseHeader::HttpResponseHeader(int statusCode, const QString& reasonPhrase,
-                                       const QList<Field>& fields)
-    : m_statusCode(statusCode)
-    , m_reasonPhrase(reasonPhrase)
-    , m_fields(fields)
+HttpResponseHeader::HttpResponseHeader(
+    int statusCode, const QString& reasonPhrase, const QList<Field>& fields)
+    : code(statusCode)
+    , reason(reasonPhrase)
+    , fields(fields)
 {
 }
 
-bool HttpResponseHeader::isValid() const
-{
-    return m_statusCode > 0;
-}
+bool HttpResponseHeader::isValid() const { return code > 0; }
 
-int HttpResponseHeader::statusCode() const
-{
-    return m_statusCode;
-}
+int HttpResponseHeader::statusCode() const { return code; }
 
-QString HttpResponseHeader::reasonPhrase() const
-{
-    return m_reasonPhrase;
-}
+QString HttpResponseHeader::reasonPhrase() const { return reason; }
 
 QString HttpResponseHeader::value(const QString& key) const
 {
@@ -31,23 +22,17 @@ QString HttpResponseHeader::value(const QString& key) const
     return field ? QString::fromLatin1(field->second) : QString();
 }
 
-bool HttpResponseHeader::hasKey(const QString& key) const
-{
-    return find(key) != nullptr;
-}
+bool HttpResponseHeader::hasKey(const QString& key) const { return find(key) != nullptr; }
 
 QStringList HttpResponseHeader::keys() const
 {
     QStringList names;
-    for (const Field& field : m_fields)
+    for (const Field& field : fields)
         names.append(QString::fromLatin1(field.first));
     return names;
 }
 
-bool HttpResponseHeader::hasContentLength() const
-{
-    return hasKey(QStringLiteral("content-length"));
-}
+bool HttpResponseHeader::hasContentLength() const { return hasKey(QStringLiteral("content-length")); }
 
 qint64 HttpResponseHeader::contentLength() const
 {
@@ -57,8 +42,7 @@ qint64 HttpResponseHeader::contentLength() const
 const HttpResponseHeader::Field* HttpResponseHeader::find(const QString& key) const
 {
     const QByteArray name = key.toLatin1();
-    const auto it = std::find_if(m_fields.cbegin(), m_fields.cend(), [&name](const Field& field) {
-        return field.first.compare(name, Qt::CaseInsensitive) == 0;
-    });
-    return it == m_fields.cend() ? nullptr : &*it;
+    const auto it = std::find_if(fields.cbegin(), fields.cend(),
+        [&name](const Field& field) { return field.first.compare(name, Qt::CaseInsensitive) == 0; });
+    return it == fields.cend() ? nullptr : &*it;
 }

@@ -10,8 +10,7 @@
 // The status line and header fields of one HTTP response, as the server sent
 // them. Field names keep their letter case for keys(); every lookup ignores
 // case, so value("location") finds a "Location" field.
-class HttpResponseHeader
-{
+class HttpResponseHeader {
 public:
     using Field = QPair<QByteArray, QByteArray>;
 
@@ -35,9 +34,9 @@ public:
 private:
     const Field* find(const QString& key) const;
 
-    int m_statusCode = 0;
-    QString m_reasonPhrase;
-    QList<Field> m_fields;
+    int code = 0;
+    QString reason;
+    QList<Field> fields;
 };
 
 Q_DECLARE_METATYPE(HttpResponseHeader)

@@ -4,8 +4,8 @@
 #include <QtDebug>
 
 ServiceEndpoint::ServiceEndpoint(const QString& host, quint16 port)
-    : m_host(host)
-    , m_port(port)
+    : hostName(host)
+    , portNumber(port)
 {
 }
 
@@ -32,7 +32,7 @@ ServiceEndpoint ServiceEndpoint::fromEnvironment(const char* variable, const Ser
     if (const std::optional<ServiceEndpoint> endpoint = parse(text))
         return *endpoint;
     qWarning("%s=\"%s\" is not host or host:port; using %s", variable, qUtf8Printable(text),
-             qUtf8Printable(fallback.authority()));
+        qUtf8Printable(fallback.authority()));
     return fallback;
 }
 
@@ -50,19 +50,13 @@ std::optional<ServiceEndpoint> ServiceEndpoint::parse(const QString& text)
     return ServiceEndpoint(match.captured(1), quint16(port));
 }
 
-QString ServiceEndpoint::host() const
-{
-    return m_host;
-}
+QString ServiceEndpoint::host() const { return hostName; }
 
-quint16 ServiceEndpoint::port() const
-{
-    return m_port;
-}
+quint16 ServiceEndpoint::port() const { return portNumber; }
 
 QString ServiceEndpoint::authority() const
 {
-    if (m_port == defaultPort)
-        return m_host;
-    return m_host + QLatin1Char(':') + QString::number(m_port);
+    if (portNumber == defaultPort)
+        return hostName;
+    return hostName + QLatin1Char(':') + QString::number(portNumber);
 }

@@ -7,8 +7,7 @@
 // Host and port of one of the web services the program talks to. Each
 // service has a built-in host on port 80; an environment variable can point
 // it elsewhere (a local test server, a mirror) as "host" or "host:port".
-class ServiceEndpoint
-{
+class ServiceEndpoint {
 public:
     static constexpr quint16 defaultPort = 80;
 
@@ -37,6 +36,6 @@ public:
     bool operator==(const ServiceEndpoint&) const = default;
 
 private:
-    QString m_host;
-    quint16 m_port;
+    QString hostName;
+    quint16 portNumber;
 };

@@ -96,6 +96,35 @@ void MainDialog::cancelDownload()
     }
 }
 
+void MainDialog::endAbortedBranch(bool& branchFinished)
+{
+    branchFinished = true;
+    cancelDownload();
+    requests.clear();
+}
+
+bool MainDialog::isReplyForRunningBranch(Request& request, const HttpClient& client,
+    RequestRegistry::Handler handler, int requestId, bool error, bool branchAborted, bool& branchFinished)
+{
+    if (error) {
+        qDebug() << client.errorString();
+        request.releaseBuffer();
+        if (branchAborted)
+            endAbortedBranch(branchFinished);
+        return false;
+    }
+    if (seamlessFinished && openStreetMapFinished) {
+        if (verbose)
+            addMessage(RequestRegistry::handlerName(handler)
+                + tr("(%1, %2): Seamless and OpenStreetMap download already finished.")
+                      .arg(requestId)
+                      .arg(0));
+        request.releaseBuffer();
+        return false;
+    }
+    return true;
+}
+
 void MainDialog::success()
 {
     addMessage(tr("         ********* SUCCESS *********"));

@@ -9,7 +9,9 @@
 
 namespace {
 
-QString handlerName(RequestRegistry::Handler handler)
+} // namespace
+
+QString RequestRegistry::handlerName(Handler handler)
 {
     switch (handler) {
     case RequestRegistry::Handler::Seamless:
@@ -21,6 +23,8 @@ QString handlerName(RequestRegistry::Handler handler)
     }
     return QStringLiteral("geocodeRequestFinished");
 }
+
+namespace {
 
 QString tr(const char* text) { return QCoreApplication::translate("MainDialog", text); }
 

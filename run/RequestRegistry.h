@@ -21,6 +21,8 @@ public:
     // The finished-handlers that apply the registry rule, each with its own
     // log texts.
     enum class Handler { Seamless, OpenStreetMap, Geocode };
+    // The handler's function name, as its log lines give it.
+    static QString handlerName(Handler handler);
 
     // Creates the record, issues the GET with the record's buffer as output
     // device and stores the record under the returned id, replacing an

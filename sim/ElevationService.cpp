@@ -19,7 +19,7 @@ ElevationService::ElevationService(const ElevationSettings& settings, ArchiveSto
 {
 }
 
-bool ElevationService::answer(const HttpRequest& request, const Responder& respond)
+bool ElevationService::answer(const HttpRequest& request, const HttpResponder& respond)
 {
     if (request.path == summaryPath)
         respond(summary(request));
@@ -59,8 +59,7 @@ HttpResponse ElevationService::summary(const HttpRequest& request)
             QStringLiteral(
                 "Unknown product \"%1\", or the area \"%2\" is not north,south,east,west in degrees, "
                 "or it holds more than %3 samples at the product's resolution.")
-                .arg(productCode, areaText)
-                .arg(sampleLimit));
+                .arg(productCode, areaText, QString::number(sampleLimit)));
     // The data are prepared while the client reads the waiting pages.
     archives.prepare(*order->product, order->area);
     const QString key = archiveName(*order);
@@ -127,7 +126,7 @@ HttpResponse ElevationService::submission(const HttpRequest& request)
     return HttpResponse::redirect(request.origin + archivePrefix + archiveName(*order));
 }
 
-void ElevationService::archive(const HttpRequest& request, const Responder& respond)
+void ElevationService::archive(const HttpRequest& request, const HttpResponder& respond)
 {
     const QString name = request.path.mid(archivePrefix.size());
     const QStringList parts = name.left(name.size() - 4).split(QLatin1Char('_'));
@@ -138,7 +137,9 @@ void ElevationService::archive(const HttpRequest& request, const Responder& resp
         respond(HttpResponse::message(404, QStringLiteral("No such archive: %1").arg(name)));
         return;
     }
-    archives.fetch(*order->product, order->area, [respond, name](const QString& path) {
+    // The name the order makes, not the one asked for: the request's text,
+    // blanks and line breaks included, stays out of the header.
+    archives.fetch(*order->product, order->area, [respond, name = archiveName(*order)](const QString& path) {
         if (path.isEmpty()) {
             respond(HttpResponse::message(500, QStringLiteral("The archive could not be prepared.")));
             return;

@@ -24,13 +24,12 @@ struct ElevationSettings {
 //   archive address  ->  the ZIP, answered once the worker has built it
 // Which page a summary request gets depends only on how many waiting pages
 // that product and area has had since its last summary page.
-class ElevationService
-{
+class ElevationService {
 public:
     ElevationService(const ElevationSettings& settings, ArchiveStore& archives);
 
     // False when the path is none of the service's.
-    bool answer(const HttpRequest& request, const Responder& respond);
+    bool answer(const HttpRequest& request, const HttpResponder& respond);
 
 private:
     struct Order {
@@ -42,7 +41,7 @@ private:
     static QString archiveName(const Order& order);
     HttpResponse summary(const HttpRequest& request);
     HttpResponse submission(const HttpRequest& request);
-    void archive(const HttpRequest& request, const Responder& respond);
+    void archive(const HttpRequest& request, const HttpResponder& respond);
     HttpResponse waitingPage(const HttpRequest& request) const;
     HttpResponse summaryPage(const HttpRequest& request, const Order& order) const;
 

@@ -1,5 +1,7 @@
 #include "FaultSwitches.h"
 
+#include <algorithm>
+
 QString FaultSwitches::parse(const QStringList& switches, int minimum, int maximum, QList<Rule>& into)
 {
     for (const QString& text : switches) {
@@ -28,10 +30,9 @@ QString FaultSwitches::addSlowBodies(const QStringList& switches)
     return parse(switches, 1, 1 << 30, slowBodies);
 }
 
-void FaultSwitches::addDrops(const QStringList& prefixes)
-{
-    drops += prefixes;
-}
+void FaultSwitches::addDrops(const QStringList& prefixes) { drops += prefixes; }
+
+void FaultSwitches::addSilences(const QStringList& prefixes) { silences += prefixes; }
 
 std::optional<int> FaultSwitches::find(const QList<Rule>& rules, const QString& path)
 {
@@ -42,14 +43,19 @@ std::optional<int> FaultSwitches::find(const QList<Rule>& rules, const QString& 
     return std::nullopt;
 }
 
-std::optional<int> FaultSwitches::statusFor(const QString& path) const
+bool FaultSwitches::matches(const QStringList& prefixes, const QString& path)
 {
-    return find(statuses, path);
+    return std::any_of(
+        prefixes.begin(), prefixes.end(), [&path](const QString& prefix) { return path.startsWith(prefix); });
 }
+
+std::optional<int> FaultSwitches::statusFor(const QString& path) const { return find(statuses, path); }
 
 void FaultSwitches::applyDelivery(const QString& path, HttpResponse& response) const
 {
-    response.bytesPerSecond = find(slowBodies, path).value_or(0);
-    for (const QString& prefix : drops)
-        response.dropMidBody = response.dropMidBody || path.startsWith(prefix);
+    if (const std::optional<int> rate = find(slowBodies, path))
+        response.setByteRate(*rate);
+    if (matches(drops, path))
+        response.dropAfter = response.bodySize() / 2;
+    response.silent = matches(silences, path);
 }

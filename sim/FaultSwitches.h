@@ -9,18 +9,19 @@
 
 // Misbehaviour chosen on the command line, by path prefix, so tests can
 // see how the program copes with a service that fails.
-class FaultSwitches
-{
+class FaultSwitches {
 public:
-    // Each switch is written "VALUE:PREFIX" except drops, which are prefixes.
-    // Returns an explanation for the first switch that does not parse.
+    // Each switch is written "VALUE:PREFIX" except drops and silences,
+    // which are prefixes. Returns an explanation for the first switch that
+    // does not parse.
     QString addStatuses(const QStringList& switches);
     QString addSlowBodies(const QStringList& switches);
     void addDrops(const QStringList& prefixes);
+    void addSilences(const QStringList& prefixes);
 
     // The status that replaces every answer under the path, if any.
     std::optional<int> statusFor(const QString& path) const;
-    // Marks the response for a dropped or slow delivery.
+    // Marks the response for a slow, dropped or silent delivery.
     void applyDelivery(const QString& path, HttpResponse& response) const;
 
 private:
@@ -31,8 +32,10 @@ private:
 
     static QString parse(const QStringList& switches, int minimum, int maximum, QList<Rule>& into);
     static std::optional<int> find(const QList<Rule>& rules, const QString& path);
+    static bool matches(const QStringList& prefixes, const QString& path);
 
     QList<Rule> statuses;
     QList<Rule> slowBodies;
     QStringList drops;
+    QStringList silences;
 };

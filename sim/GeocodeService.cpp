@@ -45,7 +45,7 @@ QString GeocodeService::normalised(const QString& address)
     return text.replace(blanks, QStringLiteral(" ")).trimmed().replace(commas, QStringLiteral(", "));
 }
 
-bool GeocodeService::answer(const HttpRequest& request, const Responder& respond) const
+bool GeocodeService::answer(const HttpRequest& request, const HttpResponder& respond) const
 {
     if (request.path != QLatin1String("/demo.cgi"))
         return false;
@@ -73,7 +73,7 @@ bool GeocodeService::answer(const HttpRequest& request, const Responder& respond
         QStringLiteral("<html><head><title>Geocoder</title></head><body>\r\n%1</body></html>\r\n").arg(body));
     // Result pages are generated, so they go out chunked, as a client of a
     // real geocoder would often see them.
-    response.chunked = true;
+    response.framing = HttpResponse::Framing::Chunked;
     respond(response);
     return true;
 }

@@ -7,10 +7,9 @@
 // carries the latitude and longitude of a few known U.S. addresses, or a
 // page without them. Addresses match regardless of case, extra blanks,
 // blanks around commas and full stops.
-class GeocodeService
-{
+class GeocodeService {
 public:
-    bool answer(const HttpRequest& request, const Responder& respond) const;
+    bool answer(const HttpRequest& request, const HttpResponder& respond) const;
 
     static QString normalised(const QString& address);
 };

@@ -59,6 +59,10 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
             QStringLiteral("Close the connection after half of the body for paths starting with prefix. "
                            "Repeatable."),
             QStringLiteral("prefix") },
+        { QStringLiteral("no-answer"),
+            QStringLiteral("Read requests whose path starts with prefix and never answer them; the "
+                           "connection stays open until the client gives up. Repeatable."),
+            QStringLiteral("prefix") },
         { QStringLiteral("slow-body"),
             QStringLiteral("Send bodies of paths starting with prefix at this many bytes per second. "
                            "Repeatable."),
@@ -104,5 +108,6 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
     if (!error.isEmpty())
         return failure(error);
     options.faults.addDrops(parser.values(QStringLiteral("drop-body")));
+    options.faults.addSilences(parser.values(QStringLiteral("no-answer")));
     return options;
 }

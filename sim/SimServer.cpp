@@ -1,16 +1,12 @@
 #include "SimServer.h"
 
-#include "HttpConnection.h"
-
-#include <QTcpSocket>
-
 SimServer::SimServer(const SimOptions& options, QObject* parent)
     : QObject(parent)
     , options(options)
+    , server([this](const HttpRequest& request, const HttpResponder& respond) { route(request, respond); })
     , archives(options.cacheDirectory, !options.archiveWithoutHeader)
     , elevation(options.elevation, archives)
 {
-    connect(&server, &QTcpServer::newConnection, this, &SimServer::accept);
 }
 
 bool SimServer::listen()
@@ -38,18 +34,11 @@ QString SimServer::authority() const
     return QStringLiteral("%1:%2").arg(bracketed).arg(server.serverPort());
 }
 
-void SimServer::accept()
-{
-    while (QTcpSocket* socket = server.nextPendingConnection())
-        new HttpConnection(
-            socket, [this](const HttpRequest& request, const Responder& respond) { route(request, respond); },
-            this);
-}
-
-void SimServer::route(const HttpRequest& request, const Responder& respond)
+void SimServer::route(const HttpRequest& request, const HttpResponder& respond)
 {
     const QString path = request.path;
-    const Responder deliver = [this, path, respond](HttpResponse response) {
+    const HttpResponder deliver = [this, path, respond](HttpResponse response) {
+        response.headers.prepend({ "Server", "relka-sim" });
         options.faults.applyDelivery(path, response);
         respond(std::move(response));
     };

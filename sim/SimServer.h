@@ -6,12 +6,11 @@
 #include "SimOptions.h"
 #include "TileService.h"
 
-#include <QTcpServer>
+#include "HttpServer.h"
 
-// The loopback HTTP server: accepts connections, applies the fault
-// switches and hands each request to the service whose paths it matches.
-class SimServer : public QObject
-{
+// The simulator's routing: applies the fault switches and hands each request
+// to the service whose paths it matches.
+class SimServer : public QObject {
     Q_OBJECT
 
 public:
@@ -23,11 +22,10 @@ public:
     QString authority() const;
 
 private:
-    void accept();
-    void route(const HttpRequest& request, const Responder& respond);
+    void route(const HttpRequest& request, const HttpResponder& respond);
 
     SimOptions options;
-    QTcpServer server;
+    HttpServer server;
     ArchiveStore archives;
     ElevationService elevation;
     TileService tiles;

@@ -5,7 +5,7 @@
 #include <QBuffer>
 #include <QRegularExpression>
 
-bool TileService::answer(const HttpRequest& request, const Responder& respond) const
+bool TileService::answer(const HttpRequest& request, const HttpResponder& respond) const
 {
     static const QRegularExpression pattern(QStringLiteral("^/(\\d{1,3})/(\\d{1,9})/(\\d{1,9})\\.png$"));
     const QRegularExpressionMatch match = pattern.match(request.path);

@@ -3,6 +3,7 @@
 #include "SimServer.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 #include <csignal>
 #include <cstdio>
@@ -15,6 +16,7 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QStringLiteral("relka-sim"));
     QCoreApplication::setApplicationVersion(QStringLiteral(RELKA_VERSION));
     qSetMessagePattern(QStringLiteral("relka-sim: %{message}"));
+    QLoggingCategory::setFilterRules(QStringLiteral("relka.httpserver.info=true"));
 
     const std::optional<SimOptions> options = SimOptions::parse(QCoreApplication::arguments());
     if (!options)

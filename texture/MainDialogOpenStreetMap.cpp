@@ -77,26 +77,9 @@ void MainDialog::openStreetMapHttpRequestFinished(int requestId, bool error)
         = requests.accept(RequestRegistry::Handler::OpenStreetMap, requestId, error, verbose);
     if (!request)
         return;
-    if (error) {
-        qDebug() << openStreetMapHttp->errorString();
-        request->releaseBuffer();
-        if (openStreetMapAborted) {
-            openStreetMapFinished = true;
-            cancelDownload();
-            requests.clear();
-        }
+    if (!isReplyForRunningBranch(*request, *openStreetMapHttp, RequestRegistry::Handler::OpenStreetMap,
+            requestId, error, openStreetMapAborted, openStreetMapFinished))
         return;
-    }
-    if (seamlessFinished && openStreetMapFinished) {
-        if (verbose)
-            addMessage(
-                tr("openStreetMapHttpRequestFinished(%1, %2): Seamless and OpenStreetMap download already "
-                   "finished.")
-                    .arg(requestId)
-                    .arg(int(error)));
-        request->releaseBuffer();
-        return;
-    }
     const auto tile = std::find_if(
         tiles.cbegin(), tiles.cend(), [requestId](const Tile& tile) { return tile.requestId == requestId; });
     if (tile == tiles.cend()) {
@@ -104,9 +87,7 @@ void MainDialog::openStreetMapHttpRequestFinished(int requestId, bool error)
         return;
     }
     if (openStreetMapAborted) {
-        openStreetMapFinished = true;
-        cancelDownload();
-        requests.clear();
+        endAbortedBranch(openStreetMapFinished);
         return;
     }
     request->buffer->close();

@@ -14,18 +14,18 @@ namespace {
 // Everything the client and the server report, in order, as short lines such
 // as "finished 2 0", so a whole conversation can be compared at once. Ids are
 // logged relative to base, the id of the test's first operation.
-struct EventLog
-{
+struct EventLog {
     EventLog(HttpClient& client, TestHttpServer& server)
     {
         QObject::connect(&client, &HttpClient::requestStarted, &client,
-                         [this](int id) { events << QStringLiteral("started %1").arg(id - base); });
-        QObject::connect(&client, &HttpClient::responseHeaderReceived, &client, [this](const HttpResponseHeader& header) {
-            headers << header;
-            events << QStringLiteral("header %1 %2").arg(header.statusCode()).arg(header.reasonPhrase());
-        });
+            [this](int id) { events << QStringLiteral("started %1").arg(id - base); });
+        QObject::connect(
+            &client, &HttpClient::responseHeaderReceived, &client, [this](const HttpResponseHeader& header) {
+                headers << header;
+                events << QStringLiteral("header %1 %2").arg(header.statusCode()).arg(header.reasonPhrase());
+            });
         QObject::connect(&client, &HttpClient::dataReadProgress, &client, [this](int done, int total) {
-            progress.append({done, total});
+            progress.append({ done, total });
             // How many pieces arrive depends on the network: one line per run.
             if (events.value(events.size() - 1) != QLatin1String("progress"))
                 events << QStringLiteral("progress");
@@ -33,9 +33,10 @@ struct EventLog
         QObject::connect(&client, &HttpClient::requestFinished, &client, [this](int id, bool error) {
             events << QStringLiteral("finished %1 %2").arg(id - base).arg(int(error));
         });
-        QObject::connect(&server, &TestHttpServer::requestReceived, &client, [this](const TestHttpServer::Request& r) {
-            events << QStringLiteral("server ") + QString::fromLatin1(r.target);
-        });
+        QObject::connect(
+            &server, &TestHttpServer::requestReceived, &client, [this](const TestHttpServer::Request& r) {
+                events << QStringLiteral("server ") + QString::fromLatin1(r.target);
+            });
     }
 
     int base = 0;
@@ -48,64 +49,64 @@ struct EventLog
 
 // Every test starts with the host setting of a fresh loopback server queued
 // as operation 0.
-class HttpClientTest : public QObject
-{
+class TestHttpClient : public QObject {
     Q_OBJECT
 
-    TestHttpServer* m_server = nullptr;
-    HttpClient* m_client = nullptr;
-    EventLog* m_log = nullptr;
+    TestHttpServer* server = nullptr;
+    HttpClient* client = nullptr;
+    EventLog* log = nullptr;
 
 private slots:
     void init()
     {
-        m_server = new TestHttpServer;
-        QVERIFY(m_server->listen());
-        m_client = new HttpClient;
-        m_log = new EventLog(*m_client, *m_server);
-        m_log->base = m_client->setHost(m_server->host(), m_server->port());
+        server = new TestHttpServer;
+        QVERIFY(server->listen());
+        client = new HttpClient;
+        log = new EventLog(*client, *server);
+        log->base = client->setHost(server->host(), server->port());
     }
 
     void cleanup()
     {
-        delete m_client;
-        delete m_log;
-        delete m_server;
+        delete client;
+        delete log;
+        delete server;
     }
 
     void conversationRunsOneOperationAtATimeInOrder()
     {
         // The first body is slow, so a second transfer running alongside would show.
-        m_server->setResponse("/1", {.body = QByteArray(500, 's'), .pieceSize = 100, .pieceDelayMs = 30});
-        m_server->setResponse("/2", {.body = "two"});
+        server->setResponse("/1", { .body = QByteArray(500, 's'), .pieceSize = 100, .pieceDelayMs = 30 });
+        server->setResponse("/2", { .body = "two" });
         QBuffer body;
         body.open(QIODevice::ReadWrite);
-        QCOMPARE(m_client->get("/1?q=a b", &body), m_log->base + 1);
+        QCOMPARE(client->get("/1?q=a b", &body), log->base + 1);
         HttpClient other; // takes id 2: one counter serves every client
-        QCOMPARE(other.setHost("example.org"), m_log->base + 2);
-        QCOMPARE(m_client->get("/2"), m_log->base + 3);
-        QVERIFY(m_log->events.isEmpty());
-        QVERIFY(m_client->hasPendingRequests());
-        QTRY_VERIFY(m_log->events.contains("finished 3 0"));
+        QCOMPARE(other.setHost("example.org"), log->base + 2);
+        QCOMPARE(client->get("/2"), log->base + 3);
+        QVERIFY(log->events.isEmpty());
+        QVERIFY(client->hasPendingRequests());
+        QTRY_VERIFY(log->events.contains("finished 3 0"));
 
-        QCOMPARE(m_log->events, QStringList({"started 0", "finished 0 0", "started 1", "server /1?q=a%20b",
-                                             "header 200 OK", "progress", "finished 1 0", "started 3", "server /2",
-                                             "header 200 OK", "progress", "finished 3 0"}));
+        QCOMPARE(log->events,
+            QStringList(
+                { "started 0", "finished 0 0", "started 1", "server /1?q=a%20b", "header 200 OK", "progress",
+                    "finished 1 0", "started 3", "server /2", "header 200 OK", "progress", "finished 3 0" }));
         QCOMPARE(body.data(), QByteArray(500, 's'));
-        QCOMPARE(m_log->progress.last(), qMakePair(3, 3));
-        QCOMPARE(m_server->requests().value(0).header("user-agent"), QByteArray("relka/" RELKA_VERSION));
-        QCOMPARE(m_client->currentId(), 0);
-        QVERIFY(!m_client->hasPendingRequests());
+        QCOMPARE(log->progress.last(), qMakePair(3, 3));
+        QCOMPARE(server->requests().value(0).header("user-agent"), QByteArray("relka/" RELKA_VERSION));
+        QCOMPARE(client->currentId(), 0);
+        QVERIFY(!client->hasPendingRequests());
     }
 
     void clearPendingRequestsKeepsTheCurrentOne()
     {
-        m_client->get("/1");
-        m_client->get("/2");
-        connect(m_client, &HttpClient::responseHeaderReceived, m_client, &HttpClient::clearPendingRequests);
-        QTRY_VERIFY(m_log->events.contains("finished 1 0"));
+        client->get("/1");
+        client->get("/2");
+        connect(client, &HttpClient::responseHeaderReceived, client, &HttpClient::clearPendingRequests);
+        QTRY_VERIFY(log->events.contains("finished 1 0"));
         QTest::qWait(200);
-        QCOMPARE(m_log->events.last(), "finished 1 0");
+        QCOMPARE(log->events.last(), "finished 1 0");
     }
 
     void statusIsAnAnswer_data()
@@ -114,10 +115,12 @@ private slots:
         QTest::addColumn<QString>("location");
 
         QTest::newRow("404 with its own reason")
-            << Response{.status = 404, .reason = "Kachel nicht gefunden", .body = "no such tile"} << QString();
-        QTest::newRow("500") << Response{.status = 500, .reason = "Internal Server Error", .body = "oops"} << QString();
+            << Response { .status = 404, .reason = "Kachel nicht gefunden", .body = "no such tile" }
+            << QString();
+        QTest::newRow("500") << Response { .status = 500, .reason = "Internal Server Error", .body = "oops" }
+                             << QString();
         QTest::newRow("302 not followed")
-            << Response{.status = 302, .reason = "Found", .headers = {{"LoCaTiOn", "/elsewhere.zip"}}}
+            << Response { .status = 302, .reason = "Found", .headers = { { "LoCaTiOn", "/elsewhere.zip" } } }
             << "/elsewhere.zip";
     }
 
@@ -125,19 +128,19 @@ private slots:
     {
         QFETCH(Response, response);
         QFETCH(QString, location);
-        m_server->setResponse("/e", response);
+        server->setResponse("/e", response);
         QBuffer body;
         body.open(QIODevice::ReadWrite);
-        m_client->get("/e", &body);
-        m_client->get("/next");
-        QTRY_VERIFY(m_log->events.contains("finished 2 0"));
+        client->get("/e", &body);
+        client->get("/next");
+        QTRY_VERIFY(log->events.contains("finished 2 0"));
 
-        QVERIFY(m_log->events.contains("finished 1 0"));
-        QCOMPARE(m_log->headers.value(0).statusCode(), response.status);
-        QCOMPARE(m_log->headers.value(0).reasonPhrase(), QString::fromLatin1(response.reason));
-        QCOMPARE(m_log->headers.value(0).value("location"), location);
+        QVERIFY(log->events.contains("finished 1 0"));
+        QCOMPARE(log->headers.value(0).statusCode(), response.status);
+        QCOMPARE(log->headers.value(0).reasonPhrase(), QString::fromLatin1(response.reason));
+        QCOMPARE(log->headers.value(0).value("location"), location);
         QCOMPARE(body.data(), response.body);
-        QCOMPARE(m_server->requests().size(), 2);
+        QCOMPARE(server->requests().size(), 2);
     }
 
     void bodyArrivesIntact_data()
@@ -148,7 +151,8 @@ private slots:
 
         QTest::newRow("Content-Length") << Response::Framing::ContentLength << 3000 << true;
         QTest::newRow("chunked") << Response::Framing::Chunked << 3000 << false;
-        QTest::newRow("no length, closed after the body") << Response::Framing::CloseDelimited << 3000 << false;
+        QTest::newRow("no length, closed after the body")
+            << Response::Framing::CloseDelimited << 3000 << false;
         QTest::newRow("8 MiB") << Response::Framing::ContentLength << 8 * 1024 * 1024 << true;
     }
 
@@ -159,20 +163,21 @@ private slots:
         QFETCH(bool, announced);
         QByteArray body(size, Qt::Uninitialized);
         QRandomGenerator(4711).fillRange(reinterpret_cast<quint32*>(body.data()), size / 4);
-        m_server->setResponse("/b", {.body = body, .framing = framing, .pieceSize = size / 4, .pieceDelayMs = 20});
+        server->setResponse(
+            "/b", { .body = body, .framing = framing, .pieceSize = size / 4, .pieceDelayMs = 20 });
         QBuffer buffer;
         buffer.open(QIODevice::ReadWrite);
         bool writtenBeforeProgress = true;
-        connect(m_client, &HttpClient::dataReadProgress, this,
-                [&](int done) { writtenBeforeProgress = writtenBeforeProgress && buffer.size() == done; });
-        m_client->get("/b", &buffer);
-        QTRY_VERIFY_WITH_TIMEOUT(m_log->events.contains("finished 1 0"), 10000);
+        connect(client, &HttpClient::dataReadProgress, this,
+            [&](int done) { writtenBeforeProgress = writtenBeforeProgress && buffer.size() == done; });
+        client->get("/b", &buffer);
+        QTRY_VERIFY_WITH_TIMEOUT(log->events.contains("finished 1 0"), 10000);
 
         QVERIFY(buffer.data() == body);
         QVERIFY(writtenBeforeProgress);
-        QVERIFY(m_log->progress.first().first < size);
-        QCOMPARE(m_log->progress.last().first, size);
-        for (const auto& [done, total] : std::as_const(m_log->progress))
+        QVERIFY(log->progress.first().first < size);
+        QCOMPARE(log->progress.last().first, size);
+        for (const auto& [done, total] : std::as_const(log->progress))
             QCOMPARE(total, announced ? size : 0);
     }
 
@@ -181,12 +186,14 @@ private slots:
         QTest::addColumn<QString>("slot");
         QTest::addColumn<QStringList>("expected");
 
-        const QStringList transfer{"started 0", "finished 0 0", "started 1", "server /slow", "header 200 OK"};
-        QTest::newRow("in the header slot") << "header" << transfer + QStringList{"finished 1 1"};
-        QTest::newRow("in a progress slot") << "progress" << transfer + QStringList{"progress", "finished 1 1"};
+        const QStringList transfer { "started 0", "finished 0 0", "started 1", "server /slow",
+            "header 200 OK" };
+        QTest::newRow("in the header slot") << "header" << transfer + QStringList { "finished 1 1" };
+        QTest::newRow("in a progress slot")
+            << "progress" << transfer + QStringList { "progress", "finished 1 1" };
         QTest::newRow("with only queued operations") << "" << QStringList();
         QTest::newRow("in the finished slot of the host setting")
-            << "finished" << QStringList{"started 0", "finished 0 0"};
+            << "finished" << QStringList { "started 0", "finished 0 0" };
     }
 
     // abort() reports a transfer in progress before it returns and drops the
@@ -195,35 +202,36 @@ private slots:
     {
         QFETCH(QString, slot);
         QFETCH(QStringList, expected);
-        m_server->setResponse("/slow", {.body = QByteArray(10000, 's'), .pieceSize = 100, .pieceDelayMs = 20});
-        m_client->get("/slow");
-        m_client->get("/queued");
-        const QString errorBefore = m_client->errorString();
+        server->setResponse(
+            "/slow", { .body = QByteArray(10000, 's'), .pieceSize = 100, .pieceDelayMs = 20 });
+        client->get("/slow");
+        client->get("/queued");
+        const QString errorBefore = client->errorString();
         QString lastAtReturn;
         const auto abortNow = [&] {
-            m_client->abort();
-            lastAtReturn = m_log->events.value(m_log->events.size() - 1);
+            client->abort();
+            lastAtReturn = log->events.value(log->events.size() - 1);
         };
         if (slot == "header")
-            connect(m_client, &HttpClient::responseHeaderReceived, this, abortNow, Qt::SingleShotConnection);
+            connect(client, &HttpClient::responseHeaderReceived, this, abortNow, Qt::SingleShotConnection);
         else if (slot == "progress")
-            connect(m_client, &HttpClient::dataReadProgress, this, abortNow, Qt::SingleShotConnection);
+            connect(client, &HttpClient::dataReadProgress, this, abortNow, Qt::SingleShotConnection);
         else if (slot == "finished")
-            connect(m_client, &HttpClient::requestFinished, this, abortNow, Qt::SingleShotConnection);
+            connect(client, &HttpClient::requestFinished, this, abortNow, Qt::SingleShotConnection);
         else
             abortNow();
-        QTRY_COMPARE(m_log->events, expected);
+        QTRY_COMPARE(log->events, expected);
         QTest::qWait(300);
 
-        QCOMPARE(m_log->events, expected);
+        QCOMPARE(log->events, expected);
         QCOMPARE(lastAtReturn, expected.value(expected.size() - 1));
-        QCOMPARE(m_client->errorString() != errorBefore, expected.contains("finished 1 1"));
-        QVERIFY(!m_client->hasPendingRequests());
+        QCOMPARE(client->errorString() != errorBefore, expected.contains("finished 1 1"));
+        QVERIFY(!client->hasPendingRequests());
 
         // The client goes on with what is queued afterwards.
-        m_client->setHost(m_server->host(), m_server->port());
-        m_client->get("/after");
-        QTRY_VERIFY(m_log->events.contains("finished 4 0"));
+        client->setHost(server->host(), server->port());
+        client->get("/after");
+        QTRY_VERIFY(log->events.contains("finished 4 0"));
     }
 
     void transportFailureDropsTheQueue_data()
@@ -232,26 +240,27 @@ private slots:
         QTest::addColumn<Response>("response");
 
         QTest::newRow("connection refused") << true << Response();
-        QTest::newRow("dropped in the body") << false << Response{.body = QByteArray(5000, 'b'), .dropAfter = 1000};
-        QTest::newRow("never answered, timed out") << false << Response{.silent = true};
+        QTest::newRow("dropped in the body")
+            << false << Response { .body = QByteArray(5000, 'b'), .dropAfter = 1000 };
+        QTest::newRow("never answered, timed out") << false << Response { .silent = true };
     }
 
     void transportFailureDropsTheQueue()
     {
         QFETCH(bool, refused);
         QFETCH(Response, response);
-        m_server->setResponse("/fail", response);
-        m_client->setTransferTimeout(500);
-        m_client->setHost(m_server->host(), refused ? TestHttpServer::closedPort() : m_server->port());
-        m_client->get("/fail");
-        m_client->get("/queued");
-        QTRY_VERIFY(m_log->events.contains("finished 2 1"));
+        server->setResponse("/fail", response);
+        client->setTransferTimeout(500);
+        client->setHost(server->host(), refused ? TestHttpServer::closedPort() : server->port());
+        client->get("/fail");
+        client->get("/queued");
+        QTRY_VERIFY(log->events.contains("finished 2 1"));
         QTest::qWait(200);
 
-        QCOMPARE(m_log->events.last(), "finished 2 1");
-        QVERIFY(m_client->errorString() != HttpClient().errorString());
+        QCOMPARE(log->events.last(), "finished 2 1");
+        QVERIFY(client->errorString() != HttpClient().errorString());
     }
 };
 
-QTEST_GUILESS_MAIN(HttpClientTest)
+QTEST_GUILESS_MAIN(TestHttpClient)
 #include "tst_httpclient.moc"

@@ -191,6 +191,33 @@ private slots:
         QCOMPARE(switched.process().exitCode(), 0);
     }
 
+    // A request under a --no-answer prefix gets nothing, not even a close:
+    // the client waits until it gives up itself.
+    void silentSwitchLeavesTheClientWaiting()
+    {
+        SimProcess silent({ QStringLiteral("--no-answer"), QStringLiteral("/14/") });
+        QVERIFY(silent.isRunning());
+        std::unique_ptr<QNetworkReply> waiting(network.get(QNetworkRequest(silent.url(tile))));
+        QCOMPARE(fetch(network, silent.url(QStringLiteral("/13/2350/3100.png"))).status, 200);
+        QTest::qWait(1500);
+        QVERIFY(waiting->isRunning());
+        QVERIFY(!waiting->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid());
+        waiting->abort();
+        QCOMPARE(waiting->error(), QNetworkReply::OperationCanceledError);
+    }
+
+    // The archive's name in Content-Disposition is the order's own, so line
+    // breaks encoded in the address cannot end the header early.
+    void archiveNameInTheHeaderIsTheOrdersOwn()
+    {
+        const Fetched archive = fetch(network,
+            sim.url(QStringLiteral("/Website/distreq/archive/SM905HZ_%0D%0A%0D%0A41_40.9_-100.9_-101.zip")));
+        QCOMPARE(archive.status, 200);
+        QCOMPARE(archive.headers.value("content-disposition"),
+            "attachment; filename=\"SM905HZ_41_40.9_-100.9_-101.zip\"");
+        QCOMPARE(unzipEntries(archive.body).size(), 6);
+    }
+
     void pageSwitchChangesOnlyItsPart_data()
     {
         QTest::addColumn<QStringList>("options");

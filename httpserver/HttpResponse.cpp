@@ -1,5 +1,13 @@
 #include "HttpResponse.h"
 
+#include <QFileInfo>
+
+namespace {
+
+QByteArray oneLine(QByteArray text) { return text.replace('\r', ' ').replace('\n', ' '); }
+
+}
+
 HttpResponse HttpResponse::page(int status, const QString& html)
 {
     HttpResponse response;
@@ -13,8 +21,7 @@ HttpResponse HttpResponse::message(int status, const QString& text)
 {
     return page(status,
         QStringLiteral("<HTML><HEAD><TITLE>%1 %2</TITLE></HEAD><BODY><H1>%2</H1><P>%3</P></BODY></HTML>\r\n")
-            .arg(status)
-            .arg(QString::fromLatin1(reasonPhrase(status)), text.toHtmlEscaped()));
+            .arg(QString::number(status), QString::fromLatin1(standardReason(status)), text.toHtmlEscaped()));
 }
 
 HttpResponse HttpResponse::redirect(const QString& location)
@@ -24,7 +31,7 @@ HttpResponse HttpResponse::redirect(const QString& location)
     return response;
 }
 
-QByteArray HttpResponse::reasonPhrase(int status)
+QByteArray HttpResponse::standardReason(int status)
 {
     switch (status) {
     case 200:
@@ -69,14 +76,34 @@ void HttpResponse::setHeader(const QByteArray& name, const QByteArray& value)
     headers.append({ name, value });
 }
 
+void HttpResponse::setByteRate(int bytesPerSecond)
+{
+    pieceSize = std::max(1, bytesPerSecond / 10);
+    pieceDelayMs = 100;
+}
+
+qint64 HttpResponse::bodySize() const
+{
+    return bodyFile.isEmpty() ? body.size() : QFileInfo(bodyFile).size();
+}
+
 QByteArray HttpResponse::head(qint64 bodySize, bool keepAlive) const
 {
-    QByteArray text = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonPhrase(status) + "\r\n";
-    text += "Server: relka-sim\r\n";
+    QByteArray text = "HTTP/1.1 " + QByteArray::number(status) + ' '
+        + oneLine(reason.isEmpty() ? standardReason(status) : reason) + "\r\n";
     for (const auto& [name, value] : headers)
-        text += name + ": " + value + "\r\n";
-    text += chunked ? QByteArray("Transfer-Encoding: chunked\r\n")
-                    : "Content-Length: " + QByteArray::number(bodySize) + "\r\n";
+        text += oneLine(name) + ": " + oneLine(value) + "\r\n";
+    switch (framing) {
+    case Framing::ContentLength:
+        text += "Content-Length: " + QByteArray::number(bodySize) + "\r\n";
+        break;
+    case Framing::Chunked:
+        text += "Transfer-Encoding: chunked\r\n";
+        break;
+    case Framing::CloseDelimited:
+        keepAlive = false;
+        break;
+    }
     text += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
     return text;
 }
