@@ -56,9 +56,10 @@ void HttpServer::acceptConnections()
 // pause is over.
 void HttpServer::acceptFailed()
 {
-    qCWarning(httpServerLog).noquote()
-        << QStringLiteral("accepting a connection failed (%1), next try in %2 ms")
-               .arg(server.errorString(), QString::number(bounds.acceptRetryMs));
+    // No QDebug stream here: with no descriptor left, the less this path
+    // needs of the system the better.
+    qCWarning(httpServerLog, "accepting a connection failed (%s), next try in %d ms",
+        qUtf8Printable(server.errorString()), bounds.acceptRetryMs);
     retry.start(bounds.acceptRetryMs);
     updateAccepting();
 }

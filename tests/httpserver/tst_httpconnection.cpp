@@ -231,6 +231,7 @@ private slots:
     void idleTimeout()
     {
         QFETCH(QByteArray, request);
+        QFETCH(bool, closed);
         start({ .idleTimeoutMs = 200 });
         responses.insert(QStringLiteral("/silent"), HttpResponse { .silent = true });
         responses.insert(
@@ -240,8 +241,13 @@ private slots:
         client.socket.disconnect(&client.socket);
         client.socket.setReadBufferSize(1024);
         client.send(request);
-        QTest::qWait(1000);
-        QTEST(server->connectionCount() == 0, "closed");
+        if (closed) {
+            // Filling the network's buffers first can take a while.
+            QTRY_COMPARE_WITH_TIMEOUT(server->connectionCount(), 0, 10000);
+        } else {
+            QTest::qWait(1000);
+            QCOMPARE(server->connectionCount(), 1);
+        }
     }
 
     // The idle timeout ends a stalled reader, not a slow one, nor an answer
