@@ -1,9 +1,24 @@
 #include "EventStretchLog.h"
 
-EventStretchLog::EventStretchLog(double thresholdMilliseconds)
-    : threshold(thresholdMilliseconds)
+#include "RunTimeline.h"
+
+#include <time.h>
+
+namespace {
+
+double threadProcessorSeconds()
 {
-    clock.start();
+    timespec time {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec + time.tv_nsec / 1e9;
+}
+
+} // namespace
+
+EventStretchLog::EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds)
+    : timeline(timeline)
+    , threshold(thresholdMilliseconds)
+{
     timer.setTimerType(Qt::PreciseTimer);
     QObject::connect(&timer, &QTimer::timeout, [this] {
         const Stretch stretch = openStretch();
@@ -11,18 +26,21 @@ EventStretchLog::EventStretchLog(double thresholdMilliseconds)
             recorded.append(stretch);
         if (stretch.milliseconds() > longestClosed.milliseconds())
             longestClosed = stretch;
-        lastPass = stretch.end;
+        markPass();
     });
+    restart();
     timer.start(1);
 }
 
 void EventStretchLog::restart()
 {
     recorded.clear();
-    longestClosed = { 0, 0 };
-    clock.start();
-    lastPass = 0;
+    longestClosed = {};
+    markPass();
 }
+
+// The start of the next stretch, kept with the thread's processor time then.
+void EventStretchLog::markPass() { lastPass = { timeline.elapsed(), 0, threadProcessorSeconds() }; }
 
 QList<EventStretchLog::Stretch> EventStretchLog::stretches() const
 {
@@ -40,5 +58,5 @@ EventStretchLog::Stretch EventStretchLog::longest() const
 
 EventStretchLog::Stretch EventStretchLog::openStretch() const
 {
-    return { lastPass, clock.nsecsElapsed() / 1e9 };
+    return { lastPass.start, timeline.elapsed(), threadProcessorSeconds() - lastPass.guiProcessor };
 }

@@ -1,25 +1,29 @@
 #pragma once
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QTimer>
 
+class RunTimeline;
+
 // Every stretch in which the GUI thread processed no events for longer than
-// a threshold, with its start and end in seconds since restart(). A 1 ms
-// timer fires on the first pass of the event loop after each millisecond,
-// which measures a stretch to a millisecond and still lets an idle loop
-// sleep: a 0 ms timer would keep a processor busy for the whole run.
+// a threshold, on a run's timeline, with the processor time the GUI thread
+// spent in it: a stretch with little of it was the machine's doing, not a
+// long call. A 1 ms timer fires on the first pass of the event loop after
+// each millisecond, which measures a stretch to a millisecond and still
+// lets an idle loop sleep: a 0 ms timer would keep a processor busy for the
+// whole run.
 class EventStretchLog {
 public:
     struct Stretch {
-        double start;
-        double end;
+        double start = 0;
+        double end = 0;
+        double guiProcessor = 0;
         double milliseconds() const { return (end - start) * 1e3; }
     };
 
-    explicit EventStretchLog(double thresholdMilliseconds);
+    EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds);
 
-    // Forgets what was recorded; the clock and the next stretch start now.
+    // Forgets what was recorded; the next stretch starts now.
     void restart();
     // In time order; a stretch still open counts up to now.
     QList<Stretch> stretches() const;
@@ -27,12 +31,13 @@ public:
     Stretch longest() const;
 
 private:
+    void markPass();
     Stretch openStretch() const;
 
+    const RunTimeline& timeline;
     double threshold;
     QTimer timer;
-    QElapsedTimer clock;
-    double lastPass = 0;
+    Stretch lastPass;
     QList<Stretch> recorded;
-    Stretch longestClosed { 0, 0 };
+    Stretch longestClosed;
 };

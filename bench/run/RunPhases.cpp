@@ -20,19 +20,24 @@ Moment earlier(Moment one, Moment other)
     return std::min(*one, *other);
 }
 
-// Tiles are named zoom-x-y.png; the run's own files start with a latitude.
 Moment lastTileWritten(const RunTimeline& timeline, const QString& directory)
 {
-    static const QRegularExpression tileName(QStringLiteral("^\\d+-\\d+-\\d+\\.png$"));
     Moment last;
     for (const QString& name : QDir(directory).entryList(QDir::Files)) {
-        if (tileName.match(name).hasMatch())
+        if (RunPhases::isTile(name))
             last = std::max(last, timeline.written(directory + QLatin1Char('/') + name));
     }
     return last;
 }
 
 } // namespace
+
+bool RunPhases::isTile(const QString& fileName)
+{
+    // Tiles are named zoom-x-y.png; the run's own files start with a latitude.
+    static const QRegularExpression tileName(QStringLiteral("^\\d+-\\d+-\\d+\\.png$"));
+    return tileName.match(fileName).hasMatch();
+}
 
 double RunPhases::Phase::overlap(double start, double end) const
 {
@@ -41,7 +46,7 @@ double RunPhases::Phase::overlap(double start, double end) const
 
 RunPhases::RunPhases(const RunTimeline& timeline, const QString& baseName)
 {
-    const auto line = [&timeline](const char* text) { return timeline.first(QLatin1String(text)); };
+    const auto line = [&timeline](const char* text) { return timeline.first(QString::fromLatin1(text)); };
     const auto written = [&timeline, &baseName](const char* suffix) {
         return timeline.written(baseName + QLatin1String(suffix));
     };
@@ -69,7 +74,8 @@ RunPhases::RunPhases(const RunTimeline& timeline, const QString& baseName)
 
     const Moment tiling = line("OpenStreetMap: Tiling");
     // When every tile was on disk, none is written and stitching starts at once.
-    const Moment tilesReady = lastTileWritten(timeline, QFileInfo(baseName).absolutePath()).value_or(tiling);
+    const Moment tilesWritten = lastTileWritten(timeline, QFileInfo(baseName).absolutePath());
+    const Moment tilesReady = tilesWritten ? tilesWritten : tiling;
     const Moment postProcessing = line("OpenStreetMap: Post processing downloaded image.");
     const Moment saving = line("OpenStreetMap: Saving");
     const Moment textureEnd = written(".png");

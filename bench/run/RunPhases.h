@@ -33,6 +33,8 @@ public:
     RunPhases(const RunTimeline& timeline, const QString& baseName);
 
     const QList<Branch>& branches() const { return list; }
+    // A map tile's file name, without the folder.
+    static bool isTile(const QString& fileName);
     // Per branch, the phase that covers most of [start, end], as
     // "branch: phase"; branches idle then are left out.
     QStringList covering(double start, double end) const;

@@ -16,17 +16,17 @@ double RunTimeline::elapsed() const { return clock.nsecsElapsed() / 1e9; }
 
 void RunTimeline::add(const QString& text) { entries.append({ elapsed(), text }); }
 
-std::optional<double> RunTimeline::first(QStringView text) const
+std::optional<double> RunTimeline::first(const QString& text) const
 {
     const auto line = std::find_if(
-        entries.cbegin(), entries.cend(), [text](const Line& line) { return line.text.contains(text); });
+        entries.cbegin(), entries.cend(), [&text](const Line& line) { return line.text.contains(text); });
     return line == entries.cend() ? std::nullopt : std::optional(line->at);
 }
 
-std::optional<double> RunTimeline::last(QStringView text) const
+std::optional<double> RunTimeline::last(const QString& text) const
 {
     const auto line = std::find_if(
-        entries.crbegin(), entries.crend(), [text](const Line& line) { return line.text.contains(text); });
+        entries.crbegin(), entries.crend(), [&text](const Line& line) { return line.text.contains(text); });
     return line == entries.crend() ? std::nullopt : std::optional(line->at);
 }
 

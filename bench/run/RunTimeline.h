@@ -22,8 +22,8 @@ public:
     const QList<Line>& lines() const { return entries; }
 
     // The first or last line that contains text.
-    std::optional<double> first(QStringView text) const;
-    std::optional<double> last(QStringView text) const;
+    std::optional<double> first(const QString& text) const;
+    std::optional<double> last(const QString& text) const;
     // The last line logged at or before a moment; empty before the first.
     QString lineBefore(double at) const;
     // When the file was last written; nothing for a missing file or one

@@ -12,11 +12,14 @@
 //
 // Phases come from the time stamps of the echoed log lines and the times
 // the run's files were written, per branch on its own timeline. Processor
-// seconds are this process's, all threads, without the simulator. Peak
-// memory is the process's so far: run one case per process for a figure of
-// that case alone.
+// seconds are this process's (all threads, without the simulator) and the
+// GUI thread's; while the branches overlap, a phase's process figure holds
+// the other branch's work too. The machine may be shared: wall seconds then
+// stretch, processor seconds hardly. Peak memory is the process's so far:
+// run one case per process for a figure of that case alone.
 
 #include "EventStretchLog.h"
+#include "ProcessorTrace.h"
 #include "RunPhases.h"
 #include "RunTimeline.h"
 #include "SimProcess.h"
@@ -32,7 +35,6 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QImage>
-#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -64,13 +66,25 @@ const Case cases[] = {
     { "ned13", "NED 1/3 arc-second, 1° x 0.5°", 1, 3 },
 };
 
+// One row per phase: its bounds, the processor seconds spent meanwhile and
+// the longest stretch without event processing that lies in it.
+struct Row {
+    QString label;
+    std::optional<double> from;
+    std::optional<double> to;
+    ProcessorTrace::Sample processor;
+    double longestMs = 0;
+};
+
 struct Outcome {
     bool finished = false;
     Times times;
+    double guiProcessor = 0;
     RunTimeline timeline;
-    QList<EventStretchLog::Stretch> stretches;
-    EventStretchLog::Stretch longest { 0, 0 };
     QString baseName;
+    QList<Row> rows;
+    QList<EventStretchLog::Stretch> stretches;
+    EventStretchLog::Stretch longest;
     long peakMegabytes = 0;
 };
 
@@ -81,90 +95,98 @@ long peakMegabytes()
     return usage.ru_maxrss / 1024;
 }
 
-bool isTile(const QString& name)
-{
-    static const QRegularExpression tileName(QStringLiteral("^\\d+-\\d+-\\d+\\.png$"));
-    return tileName.match(name).hasMatch();
-}
-
 // Leaves what a later run for the same rectangle reuses: tiles and archive.
 void deleteAllButTilesAndArchive(const QString& directory)
 {
     for (const QString& name : QDir(directory).entryList(QDir::Files)) {
-        if (!isTile(name) && !name.endsWith(QLatin1String(".zip")))
+        if (!RunPhases::isTile(name) && !name.endsWith(QLatin1String(".zip")))
             QFile::remove(directory + QLatin1Char('/') + name);
     }
 }
 
-Outcome runOnce(const Case& bench, const QString& workingDirectory, EventStretchLog& stretchLog)
+QList<Row> rows(
+    const RunPhases& phases, const ProcessorTrace& trace, const QList<EventStretchLog::Stretch>& stretches)
 {
-    SettingsStore::setDownloadArea(SettingsStore::downloadAreas().at(bench.area));
-    SettingsStore::setElevationDataSource(SettingsStore::elevationDataSources().at(bench.source));
-    SettingsStore::setWorkingDirectory(workingDirectory);
-    MainDialog dialog;
-    dialog.doubleSpinBoxNorth->setValue(north);
-    dialog.doubleSpinBoxWest->setValue(west);
-    dialog.show();
-    QCoreApplication::processEvents();
-
-    Outcome outcome;
-    outcome.baseName = WorkFileName::baseFileName(workingDirectory, dialog.doubleSpinBoxNorth->value(),
-        dialog.doubleSpinBoxSouth->value(), dialog.doubleSpinBoxWest->value(),
-        dialog.doubleSpinBoxEast->value());
-    QEventLoop wait;
-    MessageLog::setEcho([&outcome](const QString& line) { outcome.timeline.add(line); });
-    MessageBoxes::setHandler([&outcome, &wait](QMessageBox::Icon, QWidget*, const QString& title,
-                                 const QString& text, QMessageBox::StandardButtons buttons) {
-        outcome.timeline.add(QStringLiteral("[box] ") + title + QLatin1String(": ") + text);
-        outcome.finished = text == QLatin1String("Download and post processing finished!");
-        if (outcome.finished)
-            QMetaObject::invokeMethod(&wait, &QEventLoop::quit, Qt::QueuedConnection);
-        return buttons.testFlag(QMessageBox::Ignore) ? QMessageBox::Ignore : QMessageBox::Ok;
-    });
-    QTimer::singleShot(runTimeoutMs, &wait, &QEventLoop::quit);
-
-    const Times start = now();
-    // Both clocks start together: stretches and log lines share one timeline.
-    outcome.timeline.start();
-    stretchLog.restart();
-    dialog.pushButtonDownload->click();
-    // The whole run may have happened inside the click's own event processing.
-    if (!outcome.finished)
-        wait.exec();
-    outcome.times = now() - start;
-    outcome.stretches = stretchLog.stretches();
-    outcome.longest = stretchLog.longest();
-    outcome.peakMegabytes = peakMegabytes();
-    MessageLog::setEcho({});
-    MessageBoxes::setHandler({});
-    outcome.finished = outcome.finished && QFile::exists(outcome.baseName + QStringLiteral("-el-corr.png"))
-        && QFile::exists(outcome.baseName + QStringLiteral("-el-col-scaled.png"));
-    return outcome;
-}
-
-// One row per phase: seconds and the longest stretch without event
-// processing that lies in it.
-struct Row {
-    QString label;
-    std::optional<double> from;
-    std::optional<double> to;
-    double longestMs = 0;
-};
-
-QList<Row> rows(const Outcome& outcome)
-{
-    const RunPhases phases(outcome.timeline, outcome.baseName);
     QList<Row> list;
     for (const RunPhases::Branch& branch : phases.branches()) {
         for (const RunPhases::Phase& phase : branch.phases + QList { branch.whole }) {
-            Row row { branch.name + QLatin1String(": ") + phase.name, phase.from, phase.to };
-            for (const EventStretchLog::Stretch& stretch : outcome.stretches)
+            Row row { branch.name + QLatin1String(": ") + phase.name, phase.from, phase.to, {}, 0 };
+            if (phase.isKnown())
+                row.processor = trace.between(*phase.from, *phase.to);
+            for (const EventStretchLog::Stretch& stretch : stretches)
                 row.longestMs = std::max(row.longestMs, phase.overlap(stretch.start, stretch.end) * 1e3);
             list.append(row);
         }
     }
     return list;
 }
+
+// Runs the dialog from "&Download" to the information box; the clocks of
+// the three recorders start with the press.
+class Bench {
+public:
+    Bench()
+        : stretchLog(timeline, reportedStretchMs)
+        , trace(timeline)
+    {
+    }
+
+    Outcome run(const Case& bench, const QString& workingDirectory)
+    {
+        SettingsStore::setDownloadArea(SettingsStore::downloadAreas().at(bench.area));
+        SettingsStore::setElevationDataSource(SettingsStore::elevationDataSources().at(bench.source));
+        SettingsStore::setWorkingDirectory(workingDirectory);
+        MainDialog dialog;
+        dialog.doubleSpinBoxNorth->setValue(north);
+        dialog.doubleSpinBoxWest->setValue(west);
+        dialog.show();
+        QCoreApplication::processEvents();
+
+        Outcome outcome;
+        outcome.baseName = WorkFileName::baseFileName(workingDirectory, dialog.doubleSpinBoxNorth->value(),
+            dialog.doubleSpinBoxSouth->value(), dialog.doubleSpinBoxWest->value(),
+            dialog.doubleSpinBoxEast->value());
+        QEventLoop wait;
+        MessageLog::setEcho([this](const QString& line) { timeline.add(line); });
+        MessageBoxes::setHandler([this, &outcome, &wait](QMessageBox::Icon, QWidget*, const QString& title,
+                                     const QString& text, QMessageBox::StandardButtons buttons) {
+            timeline.add(QStringLiteral("[box] ") + title + QLatin1String(": ") + text);
+            outcome.finished = text == QLatin1String("Download and post processing finished!");
+            if (outcome.finished)
+                QMetaObject::invokeMethod(&wait, &QEventLoop::quit, Qt::QueuedConnection);
+            return buttons.testFlag(QMessageBox::Ignore) ? QMessageBox::Ignore : QMessageBox::Ok;
+        });
+        QTimer::singleShot(runTimeoutMs, &wait, &QEventLoop::quit);
+
+        const Times start = now();
+        timeline.start();
+        stretchLog.restart();
+        trace.restart();
+        dialog.pushButtonDownload->click();
+        // The whole run may have happened inside the click's own event processing.
+        if (!outcome.finished)
+            wait.exec();
+        outcome.times = now() - start;
+        trace.sample();
+        outcome.guiProcessor = trace.between(0, timeline.elapsed()).gui;
+        outcome.stretches = stretchLog.stretches();
+        outcome.longest = stretchLog.longest();
+        outcome.peakMegabytes = peakMegabytes();
+        MessageLog::setEcho({});
+        MessageBoxes::setHandler({});
+        outcome.timeline = timeline;
+        outcome.rows = rows(RunPhases(timeline, outcome.baseName), trace, outcome.stretches);
+        outcome.finished = outcome.finished
+            && QFile::exists(outcome.baseName + QStringLiteral("-el-corr.png"))
+            && QFile::exists(outcome.baseName + QStringLiteral("-el-col-scaled.png"));
+        return outcome;
+    }
+
+private:
+    RunTimeline timeline;
+    EventStretchLog stretchLog;
+    ProcessorTrace trace;
+};
 
 double median(QList<double> values)
 {
@@ -180,49 +202,76 @@ QString seconds(std::optional<double> value)
     return value ? QString::number(*value, 'f', 2) : QStringLiteral("-");
 }
 
+const char* const rowHeader = "  %-58s %7s %7s %7s %7s %7s %9s\n";
+const char* const rowFormat = "  %-58s %7s %7s %7s %7.2f %7.2f %9.0f\n";
+
+void printRows(const QList<Row>& rows)
+{
+    std::printf(rowHeader, "phase", "from s", "to s", "wall s", "proc s", "gui s", "stretch");
+    for (const Row& row : rows)
+        std::printf(rowFormat, qPrintable(row.label), qPrintable(seconds(row.from)),
+            qPrintable(seconds(row.to)),
+            qPrintable(row.from && row.to ? seconds(*row.to - *row.from) : seconds({})),
+            row.processor.process, row.processor.gui, row.longestMs);
+}
+
+QString where(const Outcome& outcome, const EventStretchLog::Stretch& stretch)
+{
+    return RunPhases(outcome.timeline, outcome.baseName)
+        .covering(stretch.start, stretch.end)
+        .join(QLatin1String("; "));
+}
+
 void printOutcome(const Outcome& outcome)
 {
-    std::printf("  %-62s %8s %8s %8s %10s\n", "phase", "from s", "to s", "seconds", "stretch ms");
-    for (const Row& row : rows(outcome))
-        std::printf("  %-62s %8s %8s %8s %10.0f\n", qPrintable(row.label), qPrintable(seconds(row.from)),
-            qPrintable(seconds(row.to)),
-            qPrintable(row.from && row.to ? seconds(*row.to - *row.from) : seconds({})), row.longestMs);
+    printRows(outcome.rows);
     printRow(QStringLiteral("whole run, Download to the information box"), outcome.times);
-
-    const RunPhases phases(outcome.timeline, outcome.baseName);
-    std::printf("  longest stretch without event processing: %.0f ms at %.2f s (%s)\n",
-        outcome.longest.milliseconds(), outcome.longest.start,
-        qPrintable(phases.covering(outcome.longest.start, outcome.longest.end).join(QLatin1String("; "))));
-    std::printf("  stretches over %.0f ms:\n", reportedStretchMs);
-    for (const EventStretchLog::Stretch& stretch : outcome.stretches)
-        std::printf("    %7.2f s %6.0f ms  %s\n      last line: %s\n", stretch.start, stretch.milliseconds(),
-            qPrintable(phases.covering(stretch.start, stretch.end).join(QLatin1String("; "))),
-            qPrintable(outcome.timeline.lineBefore(stretch.end).left(100)));
+    std::printf("  %-66s %7.2f s\n", "of which on the GUI thread", outcome.guiProcessor);
+    std::printf("  longest stretch without event processing: %.0f ms (%.0f ms on the GUI thread) at %.2f s\n"
+                "    in %s\n",
+        outcome.longest.milliseconds(), outcome.longest.guiProcessor * 1e3, outcome.longest.start,
+        qPrintable(where(outcome, outcome.longest)));
+    // Short stretches with little GUI thread time in them are the machine
+    // running something else; the rest are long calls.
+    std::printf("  stretches over %.0f ms with at least half of it on the GUI thread:\n", reportedStretchMs);
+    for (const EventStretchLog::Stretch& stretch : outcome.stretches) {
+        if (stretch.guiProcessor * 1e3 >= stretch.milliseconds() / 2)
+            std::printf("    %7.2f s %6.0f ms (%4.0f ms GUI) %s\n      last line: %s\n", stretch.start,
+                stretch.milliseconds(), stretch.guiProcessor * 1e3, qPrintable(where(outcome, stretch)),
+                qPrintable(outcome.timeline.lineBefore(stretch.end).left(100)));
+    }
+    std::printf("  stretches over %.0f ms in all: %lld\n", reportedStretchMs,
+        static_cast<long long>(outcome.stretches.size()));
     std::printf("  peak memory (ru_maxrss) so far: %ld MB\n\n", outcome.peakMegabytes);
     std::fflush(stdout);
 }
 
-void printMedians(const char* title, const QList<Outcome>& outcomes)
+void printMedians(const QString& title, const QList<Outcome>& outcomes)
 {
     if (outcomes.size() < 2)
         return;
-    std::printf("Medians of %lld runs, %s:\n  %-62s %8s %10s\n", static_cast<long long>(outcomes.size()),
-        title, "phase", "seconds", "stretch ms");
-    const QList<Row> first = rows(outcomes.first());
-    QList<QList<Row>> all;
-    for (const Outcome& outcome : outcomes)
-        all.append(rows(outcome));
-    for (qsizetype i = 0; i < first.size(); ++i) {
+    std::printf("Medians of %lld runs, %s:\n", static_cast<long long>(outcomes.size()), qPrintable(title));
+    QList<Row> medians = outcomes.first().rows;
+    for (qsizetype i = 0; i < medians.size(); ++i) {
         QList<double> durations;
+        QList<double> processors;
+        QList<double> guiProcessors;
         QList<double> longest;
-        for (const QList<Row>& runRows : all) {
-            if (runRows[i].from && runRows[i].to)
-                durations.append(*runRows[i].to - *runRows[i].from);
-            longest.append(runRows[i].longestMs);
+        for (const Outcome& outcome : outcomes) {
+            const Row& row = outcome.rows[i];
+            if (row.from && row.to)
+                durations.append(*row.to - *row.from);
+            processors.append(row.processor.process);
+            guiProcessors.append(row.processor.gui);
+            longest.append(row.longestMs);
         }
-        std::printf("  %-62s %8s %10.0f\n", qPrintable(first[i].label),
-            qPrintable(durations.isEmpty() ? seconds({}) : seconds(median(durations))), median(longest));
+        Row& row = medians[i];
+        row.from = 0.0;
+        row.to = durations.isEmpty() ? std::nullopt : std::optional(median(durations));
+        row.processor = { 0, median(processors), median(guiProcessors) };
+        row.longestMs = median(longest);
     }
+    printRows(medians);
     QList<double> walls;
     QList<double> processors;
     QList<double> stretches;
@@ -241,7 +290,7 @@ void printTileDecoding(const QString& directory)
     int count = 0;
     const Times start = now();
     for (const QString& name : QDir(directory).entryList(QDir::Files)) {
-        if (isTile(name) && !QImage(directory + QLatin1Char('/') + name).isNull())
+        if (RunPhases::isTile(name) && !QImage(directory + QLatin1Char('/') + name).isNull())
             ++count;
     }
     printRow(QStringLiteral("decoding the %1 tiles alone, after the run").arg(count), now() - start);
@@ -284,7 +333,7 @@ int main(int argc, char* argv[])
     for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
         qputenv(variable, authority);
 
-    EventStretchLog stretchLog(reportedStretchMs);
+    Bench runner;
     bool allFinished = true;
     for (const Case& bench : cases) {
         if (parser.isSet(QStringLiteral("case"))
@@ -295,7 +344,7 @@ int main(int argc, char* argv[])
         for (int repeat = 1; repeat <= repeats; ++repeat) {
             const QTemporaryDir work(scratch.filePath(QStringLiteral("work-XXXXXX")));
             std::printf("%s, run %d of %d, fresh working directory:\n", bench.title, repeat, repeats);
-            fresh.append(runOnce(bench, work.path(), stretchLog));
+            fresh.append(runner.run(bench, work.path()));
             printOutcome(fresh.last());
             allFinished = allFinished && fresh.last().finished;
             if (repeat == repeats)
@@ -304,12 +353,12 @@ int main(int argc, char* argv[])
                 continue;
             deleteAllButTilesAndArchive(work.path());
             std::printf("%s, run %d of %d, tiles and archive kept:\n", bench.title, repeat, repeats);
-            reused.append(runOnce(bench, work.path(), stretchLog));
+            reused.append(runner.run(bench, work.path()));
             printOutcome(reused.last());
             allFinished = allFinished && reused.last().finished;
         }
-        printMedians(bench.title, fresh);
-        printMedians(qPrintable(QString::fromUtf8(bench.title) + QLatin1String(", reuse")), reused);
+        printMedians(QString::fromUtf8(bench.title), fresh);
+        printMedians(QString::fromUtf8(bench.title) + QLatin1String(", tiles and archive kept"), reused);
     }
     if (!allFinished)
         std::printf("A run did not end with the success box or its results are missing.\n");
