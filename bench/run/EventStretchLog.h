@@ -7,11 +7,12 @@ class RunTimeline;
 
 // Every stretch in which the GUI thread processed no events for longer than
 // a threshold, on a run's timeline, with the processor time the GUI thread
-// spent in it: a stretch with little of it was the machine's doing, not a
-// long call. A 1 ms timer fires on the first pass of the event loop after
-// each millisecond, which measures a stretch to a millisecond and still
-// lets an idle loop sleep: a 0 ms timer would keep a processor busy for the
-// whole run.
+// spent in it: about the whole stretch for a long computation of its own,
+// less when it waited for a processor, for the disk or for the worker
+// threads of a call (Qt scales large images on several). A 1 ms timer fires
+// on the first pass of the event loop after each millisecond, which
+// measures a stretch to a millisecond and still lets an idle loop sleep: a
+// 0 ms timer would keep a processor busy for the whole run.
 class EventStretchLog {
 public:
     struct Stretch {

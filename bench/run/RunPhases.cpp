@@ -91,13 +91,13 @@ RunPhases::RunPhases(const RunTimeline& timeline, const QString& baseName)
 
     const Moment mergeStart = elevationEnd && textureEnd ? std::max(elevationEnd, textureEnd) : Moment();
     const Moment mergeSaving = timeline.first(QStringLiteral("-el-col-scaled.png."));
-    const Moment success = line("********* SUCCESS *********");
+    const Moment merged = written("-el-col-scaled.png");
     const Moment box = timeline.last(QStringLiteral("[box]"));
     list.append({ QStringLiteral("Merge"),
         {
             { QStringLiteral("loading, scaling, merging rows"), mergeStart, mergeSaving },
-            { QStringLiteral("merged texture saved"), mergeSaving, written("-el-col-scaled.png") },
-            { QStringLiteral("success lines and box"), success, box },
+            { QStringLiteral("merged texture saved"), mergeSaving, merged },
+            { QStringLiteral("preview, success lines and box"), merged, box },
         },
         { QStringLiteral("whole merge"), mergeStart, box } });
 }

@@ -49,6 +49,7 @@
 namespace {
 
 constexpr double reportedStretchMs = 100;
+constexpr qsizetype listedStretches = 12;
 constexpr int runTimeoutMs = 900000;
 constexpr double north = 40.25;
 constexpr double west = -106.0;
@@ -231,17 +232,20 @@ void printOutcome(const Outcome& outcome)
                 "    in %s\n",
         outcome.longest.milliseconds(), outcome.longest.guiProcessor * 1e3, outcome.longest.start,
         qPrintable(where(outcome, outcome.longest)));
-    // Short stretches with little GUI thread time in them are the machine
-    // running something else; the rest are long calls.
-    std::printf("  stretches over %.0f ms with at least half of it on the GUI thread:\n", reportedStretchMs);
-    for (const EventStretchLog::Stretch& stretch : outcome.stretches) {
-        if (stretch.guiProcessor * 1e3 >= stretch.milliseconds() / 2)
-            std::printf("    %7.2f s %6.0f ms (%4.0f ms GUI) %s\n      last line: %s\n", stretch.start,
-                stretch.milliseconds(), stretch.guiProcessor * 1e3, qPrintable(where(outcome, stretch)),
-                qPrintable(outcome.timeline.lineBefore(stretch.end).left(100)));
-    }
-    std::printf("  stretches over %.0f ms in all: %lld\n", reportedStretchMs,
-        static_cast<long long>(outcome.stretches.size()));
+    // On a busy machine many short stretches are the GUI thread waiting for
+    // a processor; the longest are the ones to look at.
+    QList<EventStretchLog::Stretch> longest = outcome.stretches;
+    std::sort(longest.begin(), longest.end(),
+        [](const auto& a, const auto& b) { return a.milliseconds() > b.milliseconds(); });
+    longest = longest.mid(0, listedStretches);
+    std::sort(longest.begin(), longest.end(), [](const auto& a, const auto& b) { return a.start < b.start; });
+    std::printf("  %lld stretches over %.0f ms; the longest %lld:\n",
+        static_cast<long long>(outcome.stretches.size()), reportedStretchMs,
+        static_cast<long long>(longest.size()));
+    for (const EventStretchLog::Stretch& stretch : longest)
+        std::printf("    %7.2f s %6.0f ms (%4.0f ms GUI thread) %s\n      last line: %s\n", stretch.start,
+            stretch.milliseconds(), stretch.guiProcessor * 1e3, qPrintable(where(outcome, stretch)),
+            qPrintable(outcome.timeline.lineBefore(stretch.end).left(100)));
     std::printf("  peak memory (ru_maxrss) so far: %ld MB\n\n", outcome.peakMegabytes);
     std::fflush(stdout);
 }
