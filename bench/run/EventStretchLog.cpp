@@ -2,6 +2,8 @@
 
 #include "RunTimeline.h"
 
+#include <QAbstractEventDispatcher>
+
 #include <time.h>
 
 namespace {
@@ -15,21 +17,29 @@ double threadProcessorSeconds()
 
 } // namespace
 
-EventStretchLog::EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds)
+EventStretchLog::EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds, Passes passes)
     : timeline(timeline)
     , threshold(thresholdMilliseconds)
 {
     timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&timer, &QTimer::timeout, [this] {
-        const Stretch stretch = openStretch();
-        if (stretch.milliseconds() > threshold)
-            recorded.append(stretch);
-        if (stretch.milliseconds() > longestClosed.milliseconds())
-            longestClosed = stretch;
-        markPass();
-    });
+    QObject::connect(&timer, &QTimer::timeout, [this] { pass(); });
+    if (passes == Passes::LoopOrTimer) {
+        const QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::awake, &timer, [this] { pass(); });
+        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &timer, [this] { pass(); });
+    }
     restart();
     timer.start(1);
+}
+
+void EventStretchLog::pass()
+{
+    const Stretch stretch = openStretch();
+    if (stretch.milliseconds() > threshold)
+        recorded.append(stretch);
+    if (stretch.milliseconds() > longestClosed.milliseconds())
+        longestClosed = stretch;
+    markPass();
 }
 
 void EventStretchLog::restart()

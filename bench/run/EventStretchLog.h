@@ -5,14 +5,19 @@
 
 class RunTimeline;
 
-// Every stretch in which the GUI thread processed no events for longer than
-// a threshold, on a run's timeline, with the processor time the GUI thread
-// spent in it: about the whole stretch for a long computation of its own,
-// less when it waited for a processor, for the disk or for the worker
-// threads of a call (Qt scales large images on several). A 1 ms timer fires
-// on the first pass of the event loop after each millisecond, which
-// measures a stretch to a millisecond and still lets an idle loop sleep: a
-// 0 ms timer would keep a processor busy for the whole run.
+// Every stretch in which the GUI thread passed no point of a kind in its
+// event loop for longer than a threshold, on a run's timeline, with the
+// processor time the GUI thread spent in it: about the whole stretch for a
+// long computation of its own, less when it waited for a processor, for the
+// disk or for the worker threads of a call (Qt scales large images on
+// several).
+//
+// A 1 ms timer fires on the first pass after each millisecond and still
+// lets an idle loop sleep (a 0 ms timer would keep a processor busy for the
+// whole run). Timers alone can wait while processEvents() keeps being
+// called: seen with processEvents() nested in slots that timers started, one
+// inside the other. The event dispatcher's own signals mark each
+// processEvents() call and each wait of the loop, whatever runs in it.
 class EventStretchLog {
 public:
     struct Stretch {
@@ -22,7 +27,15 @@ public:
         double milliseconds() const { return (end - start) * 1e3; }
     };
 
-    EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds);
+    enum class Passes {
+        // Only the timer firing counts: how long timers wait.
+        Timer,
+        // Any processEvents() call or wait of the loop counts too: how long
+        // the loop goes without running at all.
+        LoopOrTimer,
+    };
+
+    EventStretchLog(const RunTimeline& timeline, double thresholdMilliseconds, Passes passes);
 
     // Forgets what was recorded; the next stretch starts now.
     void restart();
@@ -32,6 +45,7 @@ public:
     Stretch longest() const;
 
 private:
+    void pass();
     void markPass();
     Stretch openStretch() const;
 

@@ -10,6 +10,8 @@
 // the whole program, so only the first run of a case waits for one to be
 // built. Settings live in a temporary store.
 //
+// Per phase: its bounds and length, the processor seconds spent meanwhile
+// and the longest stretch without event processing inside it, in ms.
 // Phases come from the time stamps of the echoed log lines and the times
 // the run's files were written, per branch on its own timeline. Processor
 // seconds are this process's (all threads, without the simulator) and the
@@ -18,39 +20,25 @@
 // stretch, processor seconds hardly. Peak memory is the process's so far:
 // run one case per process for a figure of that case alone.
 
-#include "EventStretchLog.h"
-#include "ProcessorTrace.h"
+#include "DialogRun.h"
 #include "RunPhases.h"
-#include "RunTimeline.h"
 #include "SimProcess.h"
-#include "app/MainDialog.h"
-#include "app/MessageBoxes.h"
-#include "app/MessageLog.h"
 #include "app/SettingsStore.h"
-#include "bench/Times.h"
-#include "run/WorkFileName.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
-#include <QEventLoop>
 #include <QImage>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QTimer>
-
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 namespace {
 
-constexpr double reportedStretchMs = 100;
 constexpr qsizetype listedStretches = 12;
-constexpr int runTimeoutMs = 900000;
 constexpr double north = 40.25;
 constexpr double west = -106.0;
 
@@ -59,6 +47,12 @@ struct Case {
     const char* title;
     int area;
     int source;
+
+    DialogRun::Settings settings(const QString& workingDirectory) const
+    {
+        return { SettingsStore::downloadAreas().at(area), SettingsStore::elevationDataSources().at(source),
+            workingDirectory, north, west };
+    }
 };
 
 // Indices into SettingsStore::downloadAreas() and elevationDataSources().
@@ -67,34 +61,8 @@ const Case cases[] = {
     { "ned13", "NED 1/3 arc-second, 1° x 0.5°", 1, 3 },
 };
 
-// One row per phase: its bounds, the processor seconds spent meanwhile and
-// the longest stretch without event processing that lies in it.
-struct Row {
-    QString label;
-    std::optional<double> from;
-    std::optional<double> to;
-    ProcessorTrace::Sample processor;
-    double longestMs = 0;
-};
-
-struct Outcome {
-    bool finished = false;
-    Times times;
-    double guiProcessor = 0;
-    RunTimeline timeline;
-    QString baseName;
-    QList<Row> rows;
-    QList<EventStretchLog::Stretch> stretches;
-    EventStretchLog::Stretch longest;
-    long peakMegabytes = 0;
-};
-
-long peakMegabytes()
-{
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss / 1024;
-}
+using Outcome = DialogRun::Outcome;
+using Row = DialogRun::Row;
 
 // Leaves what a later run for the same rectangle reuses: tiles and archive.
 void deleteAllButTilesAndArchive(const QString& directory)
@@ -104,90 +72,6 @@ void deleteAllButTilesAndArchive(const QString& directory)
             QFile::remove(directory + QLatin1Char('/') + name);
     }
 }
-
-QList<Row> rows(
-    const RunPhases& phases, const ProcessorTrace& trace, const QList<EventStretchLog::Stretch>& stretches)
-{
-    QList<Row> list;
-    for (const RunPhases::Branch& branch : phases.branches()) {
-        for (const RunPhases::Phase& phase : branch.phases + QList { branch.whole }) {
-            Row row { branch.name + QLatin1String(": ") + phase.name, phase.from, phase.to, {}, 0 };
-            if (phase.isKnown())
-                row.processor = trace.between(*phase.from, *phase.to);
-            for (const EventStretchLog::Stretch& stretch : stretches)
-                row.longestMs = std::max(row.longestMs, phase.overlap(stretch.start, stretch.end) * 1e3);
-            list.append(row);
-        }
-    }
-    return list;
-}
-
-// Runs the dialog from "&Download" to the information box; the clocks of
-// the three recorders start with the press.
-class Bench {
-public:
-    Bench()
-        : stretchLog(timeline, reportedStretchMs)
-        , trace(timeline)
-    {
-    }
-
-    Outcome run(const Case& bench, const QString& workingDirectory)
-    {
-        SettingsStore::setDownloadArea(SettingsStore::downloadAreas().at(bench.area));
-        SettingsStore::setElevationDataSource(SettingsStore::elevationDataSources().at(bench.source));
-        SettingsStore::setWorkingDirectory(workingDirectory);
-        MainDialog dialog;
-        dialog.doubleSpinBoxNorth->setValue(north);
-        dialog.doubleSpinBoxWest->setValue(west);
-        dialog.show();
-        QCoreApplication::processEvents();
-
-        Outcome outcome;
-        outcome.baseName = WorkFileName::baseFileName(workingDirectory, dialog.doubleSpinBoxNorth->value(),
-            dialog.doubleSpinBoxSouth->value(), dialog.doubleSpinBoxWest->value(),
-            dialog.doubleSpinBoxEast->value());
-        QEventLoop wait;
-        MessageLog::setEcho([this](const QString& line) { timeline.add(line); });
-        MessageBoxes::setHandler([this, &outcome, &wait](QMessageBox::Icon, QWidget*, const QString& title,
-                                     const QString& text, QMessageBox::StandardButtons buttons) {
-            timeline.add(QStringLiteral("[box] ") + title + QLatin1String(": ") + text);
-            outcome.finished = text == QLatin1String("Download and post processing finished!");
-            if (outcome.finished)
-                QMetaObject::invokeMethod(&wait, &QEventLoop::quit, Qt::QueuedConnection);
-            return buttons.testFlag(QMessageBox::Ignore) ? QMessageBox::Ignore : QMessageBox::Ok;
-        });
-        QTimer::singleShot(runTimeoutMs, &wait, &QEventLoop::quit);
-
-        const Times start = now();
-        timeline.start();
-        stretchLog.restart();
-        trace.restart();
-        dialog.pushButtonDownload->click();
-        // The whole run may have happened inside the click's own event processing.
-        if (!outcome.finished)
-            wait.exec();
-        outcome.times = now() - start;
-        trace.sample();
-        outcome.guiProcessor = trace.between(0, timeline.elapsed()).gui;
-        outcome.stretches = stretchLog.stretches();
-        outcome.longest = stretchLog.longest();
-        outcome.peakMegabytes = peakMegabytes();
-        MessageLog::setEcho({});
-        MessageBoxes::setHandler({});
-        outcome.timeline = timeline;
-        outcome.rows = rows(RunPhases(timeline, outcome.baseName), trace, outcome.stretches);
-        outcome.finished = outcome.finished
-            && QFile::exists(outcome.baseName + QStringLiteral("-el-corr.png"))
-            && QFile::exists(outcome.baseName + QStringLiteral("-el-col-scaled.png"));
-        return outcome;
-    }
-
-private:
-    RunTimeline timeline;
-    EventStretchLog stretchLog;
-    ProcessorTrace trace;
-};
 
 double median(QList<double> values)
 {
@@ -211,9 +95,8 @@ void printRows(const QList<Row>& rows)
     std::printf(rowHeader, "phase", "from s", "to s", "wall s", "proc s", "gui s", "stretch");
     for (const Row& row : rows)
         std::printf(rowFormat, qPrintable(row.label), qPrintable(seconds(row.from)),
-            qPrintable(seconds(row.to)),
-            qPrintable(row.from && row.to ? seconds(*row.to - *row.from) : seconds({})),
-            row.processor.process, row.processor.gui, row.longestMs);
+            qPrintable(seconds(row.to)), qPrintable(seconds(row.wall)), row.processor.process,
+            row.processor.gui, row.longestMs);
 }
 
 QString where(const Outcome& outcome, const EventStretchLog::Stretch& stretch)
@@ -232,6 +115,9 @@ void printOutcome(const Outcome& outcome)
                 "    in %s\n",
         outcome.longest.milliseconds(), outcome.longest.guiProcessor * 1e3, outcome.longest.start,
         qPrintable(where(outcome, outcome.longest)));
+    std::printf("  longest stretch without a timer firing: %.0f ms at %.2f s\n    in %s\n",
+        outcome.longestTimerWait.milliseconds(), outcome.longestTimerWait.start,
+        qPrintable(where(outcome, outcome.longestTimerWait)));
     // On a busy machine many short stretches are the GUI thread waiting for
     // a processor; the longest are the ones to look at.
     QList<EventStretchLog::Stretch> longest = outcome.stretches;
@@ -240,7 +126,7 @@ void printOutcome(const Outcome& outcome)
     longest = longest.mid(0, listedStretches);
     std::sort(longest.begin(), longest.end(), [](const auto& a, const auto& b) { return a.start < b.start; });
     std::printf("  %lld stretches over %.0f ms; the longest %lld:\n",
-        static_cast<long long>(outcome.stretches.size()), reportedStretchMs,
+        static_cast<long long>(outcome.stretches.size()), DialogRun::reportedStretchMs,
         static_cast<long long>(longest.size()));
     for (const EventStretchLog::Stretch& stretch : longest)
         std::printf("    %7.2f s %6.0f ms (%4.0f ms GUI thread) %s\n      last line: %s\n", stretch.start,
@@ -257,21 +143,21 @@ void printMedians(const QString& title, const QList<Outcome>& outcomes)
     std::printf("Medians of %lld runs, %s:\n", static_cast<long long>(outcomes.size()), qPrintable(title));
     QList<Row> medians = outcomes.first().rows;
     for (qsizetype i = 0; i < medians.size(); ++i) {
-        QList<double> durations;
+        QList<double> walls;
         QList<double> processors;
         QList<double> guiProcessors;
         QList<double> longest;
         for (const Outcome& outcome : outcomes) {
             const Row& row = outcome.rows[i];
-            if (row.from && row.to)
-                durations.append(*row.to - *row.from);
+            if (row.wall)
+                walls.append(*row.wall);
             processors.append(row.processor.process);
             guiProcessors.append(row.processor.gui);
             longest.append(row.longestMs);
         }
         Row& row = medians[i];
-        row.from = 0.0;
-        row.to = durations.isEmpty() ? std::nullopt : std::optional(median(durations));
+        row.from = row.to = std::nullopt;
+        row.wall = walls.isEmpty() ? std::nullopt : std::optional(median(walls));
         row.processor = { 0, median(processors), median(guiProcessors) };
         row.longestMs = median(longest);
     }
@@ -279,13 +165,16 @@ void printMedians(const QString& title, const QList<Outcome>& outcomes)
     QList<double> walls;
     QList<double> processors;
     QList<double> stretches;
+    QList<double> timerWaits;
     for (const Outcome& outcome : outcomes) {
         walls.append(outcome.times.wall);
         processors.append(outcome.times.cpu);
         stretches.append(outcome.longest.milliseconds());
+        timerWaits.append(outcome.longestTimerWait.milliseconds());
     }
     printRow(QStringLiteral("whole run"), { median(walls), median(processors) });
-    std::printf("  %-66s %7.0f ms\n\n", "longest stretch without event processing", median(stretches));
+    std::printf("  %-66s %7.0f ms\n", "longest stretch without event processing", median(stretches));
+    std::printf("  %-66s %7.0f ms\n\n", "longest stretch without a timer firing", median(timerWaits));
 }
 
 // What the stitching cannot avoid: decoding the tiles once, on the same files.
@@ -337,7 +226,7 @@ int main(int argc, char* argv[])
     for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
         qputenv(variable, authority);
 
-    Bench runner;
+    DialogRun runner;
     bool allFinished = true;
     for (const Case& bench : cases) {
         if (parser.isSet(QStringLiteral("case"))
@@ -348,7 +237,7 @@ int main(int argc, char* argv[])
         for (int repeat = 1; repeat <= repeats; ++repeat) {
             const QTemporaryDir work(scratch.filePath(QStringLiteral("work-XXXXXX")));
             std::printf("%s, run %d of %d, fresh working directory:\n", bench.title, repeat, repeats);
-            fresh.append(runner.run(bench, work.path()));
+            fresh.append(runner.run(bench.settings(work.path())));
             printOutcome(fresh.last());
             allFinished = allFinished && fresh.last().finished;
             if (repeat == repeats)
@@ -357,7 +246,7 @@ int main(int argc, char* argv[])
                 continue;
             deleteAllButTilesAndArchive(work.path());
             std::printf("%s, run %d of %d, tiles and archive kept:\n", bench.title, repeat, repeats);
-            reused.append(runner.run(bench, work.path()));
+            reused.append(runner.run(bench.settings(work.path())));
             printOutcome(reused.last());
             allFinished = allFinished && reused.last().finished;
         }
