@@ -30,18 +30,23 @@ bool MainDialog::mergeFiles()
         return false;
     }
 
-    TextureMerge merge(colours, texture);
+    // The scaling and the rows run beside the event loop as well. The bars
+    // were only ever painted at their ends, as no events ran in between.
+    const QImage merged = BackgroundWork::run([&colours, &texture] {
+        TextureMerge merge(colours, texture);
+        for (int y = 0; y < merge.height(); ++y)
+            merge.mergeRow(y);
+        return merge.result();
+    });
+    if (cancelled())
+        return false;
     progressBarScalingElevation->setValue(progressBarScalingElevation->maximum());
-    progressBarMerging->setMaximum(merge.height());
-    for (int y = 0; y < merge.height(); ++y) {
-        progressBarMerging->setValue(y + 1);
-        merge.mergeRow(y);
-    }
+    progressBarMerging->setMaximum(merged.height());
+    progressBarMerging->setValue(merged.height());
 
     const QString combinedFile = baseFileName + QStringLiteral("-el-col-scaled.png");
     addMessage(tr("Seamless: Saving file %1.").arg(combinedFile));
     setCursor(Qt::WaitCursor);
-    const QImage& merged = merge.result();
     const bool saved = BackgroundWork::run([&merged, &combinedFile] { return merged.save(combinedFile); });
     setCursor(Qt::ArrowCursor);
     if (!saved) {

@@ -45,10 +45,16 @@ void MainDialog::slotTileOpenStreetMapFiles()
 
         const QString textureFile = baseFileName + QStringLiteral(".png");
         addMessage(tr("OpenStreetMap: Saving %1.").arg(textureFile));
-        showPreview(labelTextureFile, mosaic.image(), texturePreview);
+        const QImage& texture = mosaic.image();
+        // The full-size texture is scaled beside the event loop; showPreview
+        // then finds an image that already fits the label and keeps it.
+        const QSize labelSize = labelTextureFile->size();
+        const QImage fitted = BackgroundWork::run([&texture, labelSize] {
+            return texture.scaled(labelSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        });
+        showPreview(labelTextureFile, fitted, texturePreview);
         QCoreApplication::processEvents();
         setCursor(Qt::WaitCursor);
-        const QImage& texture = mosaic.image();
         if (!BackgroundWork::run([&texture, &textureFile] { return texture.save(textureFile); }))
             addMessage(tr("OpenStreetMap error: Could not save %1.").arg(textureFile));
         setCursor(Qt::ArrowCursor);
