@@ -50,13 +50,13 @@ DialogRun::Outcome DialogRun::run(const Settings& settings)
         dialog.doubleSpinBoxWest->value(), dialog.doubleSpinBoxEast->value());
     QEventLoop wait;
     MessageLog::setEcho([this](const QString& line) { timeline.add(line); });
-    MessageBoxes::setHandler([this, &outcome, &wait](QMessageBox::Icon, QWidget*, const QString& title,
-                                 const QString& text, QMessageBox::StandardButtons buttons) {
+    MessageBoxes::setHandler([this, &outcome, &wait](MessageBoxes::Icon, QWidget*, const QString& title,
+                                 const QString& text, MessageBoxes::Buttons buttons) {
         timeline.add(QStringLiteral("[box] ") + title + QLatin1String(": ") + text);
         outcome.finished = text == QLatin1String("Download and post processing finished!");
         if (outcome.finished)
             QMetaObject::invokeMethod(&wait, &QEventLoop::quit, Qt::QueuedConnection);
-        return buttons.testFlag(QMessageBox::Ignore) ? QMessageBox::Ignore : QMessageBox::Ok;
+        return buttons.testFlag(MessageBoxes::Ignore) ? MessageBoxes::Ignore : MessageBoxes::Ok;
     });
     QTimer::singleShot(timeoutMs, &wait, &QEventLoop::quit);
 
