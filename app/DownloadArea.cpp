@@ -6,8 +6,7 @@
 
 namespace {
 
-struct Size
-{
+struct Size {
     double width;
     double height;
 };
@@ -30,12 +29,6 @@ Size sizeOf(const QString& area)
 
 } // namespace
 
-double DownloadArea::width(const QString& area)
-{
-    return sizeOf(area).width;
-}
+double DownloadArea::width(const QString& area) { return sizeOf(area).width; }
 
-double DownloadArea::height(const QString& area)
-{
-    return sizeOf(area).height;
-}
+double DownloadArea::height(const QString& area) { return sizeOf(area).height; }

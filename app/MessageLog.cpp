@@ -13,10 +13,7 @@ std::function<void(const QString&)>& currentEcho()
 }
 } // namespace
 
-void MessageLog::setEcho(std::function<void(const QString&)> echo)
-{
-    currentEcho() = std::move(echo);
-}
+void MessageLog::setEcho(std::function<void(const QString&)> echo) { currentEcho() = std::move(echo); }
 
 void MessageLog::append(const QString& message)
 {

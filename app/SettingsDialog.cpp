@@ -36,9 +36,12 @@ SettingsDialog::SettingsDialog(QWidget* parent)
 
     // Connected only now, so a stored forbidden combination still opens with
     // Ok enabled.
-    connect(pushButtonBrowseWorkingDirectory, &QPushButton::clicked, this, &SettingsDialog::browseWorkingDirectory);
-    connect(comboBoxDownloadArea, &QComboBox::currentIndexChanged, this, &SettingsDialog::currentIndexChanged);
-    connect(comboBoxElevationDataSource, &QComboBox::currentIndexChanged, this, &SettingsDialog::currentIndexChanged);
+    connect(pushButtonBrowseWorkingDirectory, &QPushButton::clicked, this,
+        &SettingsDialog::browseWorkingDirectory);
+    connect(
+        comboBoxDownloadArea, &QComboBox::currentIndexChanged, this, &SettingsDialog::currentIndexChanged);
+    connect(comboBoxElevationDataSource, &QComboBox::currentIndexChanged, this,
+        &SettingsDialog::currentIndexChanged);
 }
 
 void SettingsDialog::accept()

@@ -5,8 +5,7 @@
 #include <QDialog>
 
 // Edits the stored settings. Nothing is written until the dialog is accepted.
-class SettingsDialog : public QDialog, public Ui::SettingsDialog
-{
+class SettingsDialog : public QDialog, public Ui::SettingsDialog {
     Q_OBJECT
 
 public:

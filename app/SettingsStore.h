@@ -6,8 +6,7 @@
 // Typed access to the user's settings. Nothing is cached: every call opens
 // the store and drops it again, so a value written by one part of the program
 // is seen by the very next reader.
-class SettingsStore
-{
+class SettingsStore {
 public:
     static double downloadNorth();
     static double downloadSouth();

@@ -32,25 +32,25 @@ public:
 
     // Read by the raster import after open(). open() starts them at the
     // values noted here, the coordinates and pixel sizes at unset:
-    int rows;             // -1: not given
-    int cols;             // -1: not given
-    int bands;            // 1
-    int nbits;            // -1: not given
-    QString byteOrder;    // "I"; the word as written
-    double ulX;           // centre of the upper-left pixel
+    int rows; // -1: not given
+    int cols; // -1: not given
+    int bands; // 1
+    int nbits; // -1: not given
+    QString byteOrder; // "I"; the word as written
+    double ulX; // centre of the upper-left pixel
     double ulY;
-    double lrX;           // lower-right pixel
+    double lrX; // lower-right pixel
     double lrY;
-    double xllCorner;     // lower-left corner
+    double xllCorner; // lower-left corner
     double yllCorner;
-    double pixelWidth;    // map units per pixel
+    double pixelWidth; // map units per pixel
     double pixelHeight;
-    QString mapUnits;     // "pixel"; stored, not interpreted
-    double nodata;        // 0
-    bool nodataSet;       // false until a NODATA value is known
-    QString layout;       // "BIL"; stored, not interpreted
-    int statMin;          // -9999; from the statistics file
-    int statMax;          // 9999
+    QString mapUnits; // "pixel"; stored, not interpreted
+    double nodata; // 0
+    bool nodataSet; // false until a NODATA value is known
+    QString layout; // "BIL"; stored, not interpreted
+    int statMin; // -9999; from the statistics file
+    int statMax; // 9999
 
 private:
     void resetFields();

@@ -84,8 +84,7 @@ QByteArray deflatePiece(const QByteArray& raw, bool last)
     return out;
 }
 
-class ZipWriter
-{
+class ZipWriter {
 public:
     explicit ZipWriter(const QString& path)
         : zip(zipOpen64(QFile::encodeName(path).constData(), APPEND_STATUS_CREATE))

@@ -12,8 +12,7 @@
 // metadata page. The raster is filled and deflated in blocks of rows on the
 // global thread pool, a few blocks at a time, so memory stays small and
 // every core works on the costly part.
-class ArchiveBuilder
-{
+class ArchiveBuilder {
 public:
     ArchiveBuilder(const ElevationProduct& product, const ExtractArea& area, bool withHeader);
 

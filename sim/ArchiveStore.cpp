@@ -25,10 +25,7 @@ ArchiveStore::~ArchiveStore()
     builders.waitForDone();
 }
 
-bool ArchiveStore::isUsable() const
-{
-    return !directory.isEmpty() && QDir().mkpath(directory);
-}
+bool ArchiveStore::isUsable() const { return !directory.isEmpty() && QDir().mkpath(directory); }
 
 QString ArchiveStore::pathFor(const ElevationProduct& product, const ExtractArea& area) const
 {

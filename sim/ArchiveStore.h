@@ -16,8 +16,7 @@
 // Finished archives on disk, keyed by product and raster grid, and the
 // builds under way. A build runs on a worker thread; everyone who asks for
 // the same archive meanwhile is answered when it is done.
-class ArchiveStore : public QObject
-{
+class ArchiveStore : public QObject {
     Q_OBJECT
 
 public:

@@ -6,10 +6,7 @@
 
 namespace {
 
-QByteArray number(double value)
-{
-    return QByteArray::number(value, 'g', 15);
-}
+QByteArray number(double value) { return QByteArray::number(value, 'g', 15); }
 
 using Lines = std::initializer_list<std::pair<const char*, QByteArray>>;
 

@@ -16,8 +16,7 @@ struct RasterStatistics {
 // The small text entries that travel with a raster: its header in the
 // product's dialect, the world file, the statistics, the projection and a
 // metadata page.
-class RasterSideFiles
-{
+class RasterSideFiles {
 public:
     RasterSideFiles(const ElevationProduct& product, const ExtractArea& area, const RasterGrid& grid);
 

@@ -19,8 +19,7 @@ SignalQuitter::SignalQuitter(QObject* parent)
             qInfo().noquote() << QStringLiteral("signal %1, stopping").arg(int(signal));
         QCoreApplication::quit();
     });
-    struct sigaction action {
-    };
+    struct sigaction action { };
     action.sa_handler = &SignalQuitter::handle;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;

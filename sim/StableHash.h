@@ -16,9 +16,6 @@ inline std::uint64_t mix(std::uint64_t x)
 }
 
 // A value in [0, 1) from the top 53 bits.
-inline double unit(std::uint64_t bits)
-{
-    return double(bits >> 11) / double(1ull << 53);
-}
+inline double unit(std::uint64_t bits) { return double(bits >> 11) / double(1ull << 53); }
 
 }

@@ -9,8 +9,7 @@
 // and directions, squeezed into sea level to about 4,200 m), and voids are
 // discs placed by hashing a global cell grid, so every request for the same
 // place gets the same numbers and neighbouring rasters agree where they meet.
-class TerrainPatch
-{
+class TerrainPatch {
 public:
     explicit TerrainPatch(const RasterGrid& grid);
 

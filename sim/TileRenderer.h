@@ -8,8 +8,7 @@
 // the same. The colours are the map tones the program's texture step looks
 // for (light background, vegetation greens, reddish areas and roads) plus
 // a few it leaves alone (water, buildings, yellow and white roads).
-class TileRenderer
-{
+class TileRenderer {
 public:
     static constexpr int tileSize = 256;
     static constexpr int maximumZoom = 19;
