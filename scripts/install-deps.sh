@@ -9,6 +9,7 @@ packages=(
   libminizip-dev zlib1g-dev
   xvfb xauth x11-utils xdotool fonts-dejavu-core qt6-qpa-plugins
   python3
+  clang-format-14 clang-format
 )
 
 missing=()

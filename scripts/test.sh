@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds relka twice (plain, and with the address
+# Installs what is missing, checks that every C++ file is formatted, builds
+# relka twice (plain, and with the address
 # and undefined-behaviour sanitizers) and runs every test in both builds; in
 # the sanitizer build a leak fails a test (see tests/CMakeLists.txt).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
+scripts/check-format.sh
 scripts/build.sh build
 scripts/build.sh build-asan -DRELKA_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
 ctest --test-dir build-asan --output-on-failure --parallel "$(nproc)"
