@@ -13,8 +13,9 @@
 // Runs the real main dialog from "&Download" to the information box on the
 // settings given, and keeps what the run's log lines, files, event loop and
 // processor time tell. The program's settings store and the services'
-// addresses must be set up already; message boxes are answered (Ok, or
-// Ignore for questions) and the log echo is taken for the run's duration.
+// addresses must be set up already. Message boxes are answered (Ok, or
+// Ignore for questions) and noted among the log lines as "[box] title:
+// text"; the log echo is taken for the run's duration.
 class DialogRun {
 public:
     struct Settings {

@@ -10,8 +10,9 @@ class RunTimeline;
 // The phases of one finished run, read from its log lines and from the
 // times its files were written. The elevation and texture branches run at
 // the same time, so each keeps a timeline of its own; the merge follows
-// whichever finished second. A phase whose marks are missing (the archive
-// reused, say) has no bounds.
+// whichever finished second and ends with the information box, a line of
+// its own that starts with "[box]". A phase whose marks are missing (the
+// archive reused, say) has no bounds.
 class RunPhases {
 public:
     struct Phase {
