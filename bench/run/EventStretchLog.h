@@ -14,10 +14,9 @@ class RunTimeline;
 //
 // A 1 ms timer fires on the first pass after each millisecond and still
 // lets an idle loop sleep (a 0 ms timer would keep a processor busy for the
-// whole run). Timers alone can wait while processEvents() keeps being
-// called: seen with processEvents() nested in slots that timers started, one
-// inside the other. The event dispatcher's own signals mark each
-// processEvents() call and each wait of the loop, whatever runs in it.
+// whole run). The event dispatcher's own signals can mark each
+// processEvents() call and each wait of the loop as well, so a pass counts
+// whether or not a timer was due in it.
 class EventStretchLog {
 public:
     struct Stretch {
@@ -28,10 +27,9 @@ public:
     };
 
     enum class Passes {
-        // Only the timer firing counts: how long timers wait.
+        // Only the timer firing counts.
         Timer,
-        // Any processEvents() call or wait of the loop counts too: how long
-        // the loop goes without running at all.
+        // Any processEvents() call or wait of the loop counts too.
         LoopOrTimer,
     };
 
