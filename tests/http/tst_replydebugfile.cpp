@@ -1,7 +1,6 @@
 #include "http/ReplyDebugFile.h"
 
 #include <QDir>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -11,8 +10,6 @@ class TestReplyDebugFile : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-
     void appended_data()
     {
         QTest::addColumn<ReplyDebugFile::Source>("source");

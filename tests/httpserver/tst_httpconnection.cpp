@@ -3,7 +3,6 @@
 #include <QLoggingCategory>
 #include <QScopeGuard>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -74,7 +73,6 @@ class TestHttpConnection : public QObject {
 private slots:
     void initTestCase()
     {
-        QStandardPaths::setTestModeEnabled(true);
         QFile file(directory.filePath(QStringLiteral("body.txt")));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("hello") == 5);
     }

@@ -1,14 +1,11 @@
 #include "HttpRequest.h"
 
-#include <QStandardPaths>
 #include <QTest>
 
 class TestHttpRequest : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-
     void headEnd_data()
     {
         QTest::addColumn<QByteArray>("input");

@@ -1,6 +1,5 @@
 #include "HttpResponse.h"
 
-#include <QStandardPaths>
 #include <QTest>
 
 Q_DECLARE_METATYPE(HttpResponse)
@@ -9,8 +8,6 @@ class TestHttpResponse : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-
     void head_data()
     {
         QTest::addColumn<HttpResponse>("response");

@@ -12,7 +12,6 @@
 
 RunFixture::RunFixture(const QStringList& simOptions)
 {
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, config.path());
     sim = std::make_unique<SimProcess>(simOptions);
     for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
         qputenv(variable, authority().toLatin1());
@@ -39,7 +38,7 @@ RunFixture::~RunFixture()
     MessageBoxes::setHandler({});
 }
 
-bool RunFixture::isReady() const { return sim->isRunning() && config.isValid() && work.isValid(); }
+bool RunFixture::isReady() const { return sim->isRunning() && work.isValid(); }
 
 QByteArray RunFixture::simulatorLog()
 {

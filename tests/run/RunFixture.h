@@ -9,8 +9,9 @@
 #include <functional>
 #include <memory>
 
-// A main dialog, offscreen, pointed at a simulator of its own, with settings
-// and a working directory in a temporary folder. Message boxes are answered
+// A main dialog, offscreen, pointed at a simulator of its own, with a
+// working directory in a temporary folder (the settings store is the test's
+// isolated one, cleared by start()). Message boxes are answered
 // (Ok, or Ignore for questions) and recorded; the message log is captured
 // with the request ids replaced by '#'.
 class RunFixture {
@@ -55,7 +56,6 @@ public:
     void onLine(const QString& line, std::function<void()> action);
 
 private:
-    QTemporaryDir config;
     QTemporaryDir work;
     std::unique_ptr<SimProcess> sim;
     std::unique_ptr<MainDialog> window;
