@@ -4,11 +4,15 @@
 #include <QSemaphore>
 #include <QThreadPool>
 
+// A pool of its own: Qt's painting also spreads work over the global pool and
+// waits for it, which would stall a paint event behind a long import step.
+Q_GLOBAL_STATIC(QThreadPool, workPool)
+
 void BackgroundWork::runOnWorkers(int workers, const std::function<void()>& function)
 {
     QSemaphore finished;
     for (int worker = 0; worker < workers; ++worker)
-        QThreadPool::globalInstance()->start([&function, &finished] {
+        workPool()->start([&function, &finished] {
             function();
             finished.release();
         });

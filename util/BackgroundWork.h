@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-// Runs work on the global thread pool while the calling thread keeps
+// Runs work on a thread pool while the calling thread keeps
 // processing pending events, so a window stays responsive during a long
 // single call. The caller blocks until the work is done; whatever the work
 // touches must be left alone by the event handlers meanwhile.
