@@ -3,6 +3,8 @@
 #include "bil/ElevationImage.h"
 #include "bil/ImageProcessor.h"
 #include "bil/ImportFeedback.h"
+#include "image/PngReader.h"
+#include "image/PngWriter.h"
 #include "util/BackgroundWork.h"
 
 #include <QCoreApplication>
@@ -171,7 +173,7 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
     messages.clear();
     this->elevationFile = elevationFile;
 
-    image = BackgroundWork::run([&inputFile] { return QImage(inputFile); });
+    image = BackgroundWork::run([&inputFile] { return PngReader::read(inputFile); });
     if (image.isNull()) {
         messages.append(tr("Error: Cannot load \"%1\".").arg(inputFile));
         return InputNotLoaded;
@@ -179,7 +181,7 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
     // The images are members, but nothing else touches them while they are
     // being loaded or built.
     mask = BackgroundWork::run([this, &maskFile, color] {
-        return maskFile.isEmpty() ? colorKeyMask(image, color) : QImage(maskFile);
+        return maskFile.isEmpty() ? colorKeyMask(image, color) : PngReader::read(maskFile);
     });
     if (mask.isNull()) {
         messages.append(tr("Error: Cannot load mask file \"%1\".").arg(maskFile));
@@ -206,9 +208,14 @@ int DustRemoval::removeDust(const QString& inputFile, const QString& maskFile, c
         messages.append(tr("Error: Output file exists: \"%1\".").arg(outputFile));
         return OutputExists;
     }
+    // The mask is done with; dropping it lowers the peak memory of the save.
+    mask = QImage();
+    const PngWriter::Content content
+        = elevationFile ? PngWriter::Content::Elevation : PngWriter::Content::Picture;
     if (feedback)
         feedback->setSaving(true);
-    const bool saved = BackgroundWork::run([this, &outputFile] { return image.save(outputFile); });
+    const bool saved = BackgroundWork::run(
+        [this, &outputFile, content] { return PngWriter::save(image, outputFile, content); });
     if (feedback)
         feedback->setSaving(false);
     if (!saved) {

@@ -8,6 +8,8 @@
 #include "bil/ElevationImage.h"
 #include "bil/ImportFeedback.h"
 #include "bil/Palette.h"
+#include "image/PngReader.h"
+#include "image/PngWriter.h"
 #include "util/BackgroundWork.h"
 
 #include <QFile>
@@ -15,6 +17,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -231,7 +234,7 @@ bool ElevationImport::run()
         if (!replaceNodata(image))
             return false;
     } else {
-        if (!save(image, baseName + QStringLiteral("-el-corr.png")))
+        if (!save(image, baseName + QStringLiteral("-el-corr.png"), PngWriter::Content::Elevation))
             return false;
         feedback.setProgress(ImportFeedback::Stage::Correcting, 1, 1);
     }
@@ -305,11 +308,8 @@ bool ElevationImport::replaceNodata(ElevationImage& image)
     const QString uncorrectedFile = baseName + QStringLiteral("-el-uncorr.png");
     const QString maskFile = baseName + QStringLiteral("-el-m.png");
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
-    if (!save(image, uncorrectedFile))
-        return false;
-    MessageLog::append(tr("Seamless: Creating mask file indicating NODATA areas."));
-    const qint64 count = saveNodataMask(image, maskFile);
-    if (count < 0)
+    qint64 count = 0;
+    if (!saveUncorrectedAndMask(image, nodataMask(image, count), uncorrectedFile, maskFile))
         return false;
 
     if (count >= nodataFillLimit) {
@@ -317,7 +317,7 @@ bool ElevationImport::replaceNodata(ElevationImage& image)
             tr("Seamless: Too many NODATA pixels (%1) in the elevation file. Setting them to zero.")
                 .arg(count));
         setNodataToZero(image);
-        if (!save(image, correctedFile))
+        if (!save(image, correctedFile, PngWriter::Content::Elevation))
             return false;
         feedback.setProgress(ImportFeedback::Stage::Correcting, 1, 1);
         return true;
@@ -340,12 +340,12 @@ bool ElevationImport::replaceNodata(ElevationImage& image)
     return true;
 }
 
-qint64 ElevationImport::saveNodataMask(const ElevationImage& image, const QString& fileName)
+ElevationImage ElevationImport::nodataMask(const ElevationImage& image, qint64& count)
 {
     const int width = image.width();
     const int height = image.height();
     ElevationImage mask(image.size(), image.format());
-    qint64 count = 0;
+    count = 0;
     for (int y = 0; y < height; ++y) {
         feedback.setProgress(ImportFeedback::Stage::Correcting, y + 1, height);
         const uchar* in = image.constScanLine(height - 1 - y);
@@ -357,7 +357,32 @@ qint64 ElevationImport::saveNodataMask(const ElevationImage& image, const QStrin
         }
         processEvents();
     }
-    return save(mask, fileName) ? count : -1;
+    return mask;
+}
+
+bool ElevationImport::saveUncorrectedAndMask(const ElevationImage& image, const ElevationImage& mask,
+    const QString& uncorrectedFile, const QString& maskFile)
+{
+    // The mask is encoded beside the uncorrected image, but its file is
+    // written only once that image is on disk: a failure leaves the files
+    // and log lines that saving one after the other would leave.
+    bool uncorrectedSaved = false;
+    QByteArray encodedMask;
+    std::atomic<int> nextJob { 0 };
+    feedback.setSaving(true);
+    BackgroundWork::runOnWorkers(2, [&] {
+        if (nextJob++ == 0)
+            uncorrectedSaved = PngWriter::save(image, uncorrectedFile, PngWriter::Content::Elevation);
+        else
+            encodedMask = PngWriter::encode(mask, PngWriter::Content::Mask);
+    });
+    bool maskSaved = false;
+    if (uncorrectedSaved) {
+        MessageLog::append(tr("Seamless: Creating mask file indicating NODATA areas."));
+        maskSaved = PngWriter::save(encodedMask, maskFile);
+    }
+    feedback.setSaving(false);
+    return logFailedSave(uncorrectedSaved, uncorrectedFile) && logFailedSave(maskSaved, maskFile);
 }
 
 void ElevationImport::setNodataToZero(ElevationImage& image)
@@ -379,7 +404,7 @@ bool ElevationImport::writeColorFile(double cosLat)
     MessageLog::append(tr("Seamless: Creating color file from elevation file."));
     processEvents();
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
-    QImage image = BackgroundWork::run([&correctedFile] { return QImage(correctedFile); });
+    QImage image = BackgroundWork::run([&correctedFile] { return PngReader::read(correctedFile); });
     if (image.isNull()) {
         MessageLog::append(tr("Seamless error: Could not open file %1").arg(correctedFile));
         return false;
@@ -404,14 +429,20 @@ bool ElevationImport::writeColorFile(double cosLat)
             processEvents();
         }
     }
-    return save(image, baseName + QStringLiteral("-el-col.png"));
+    return save(image, baseName + QStringLiteral("-el-col.png"), PngWriter::Content::Picture);
 }
 
-bool ElevationImport::save(const QImage& image, const QString& fileName)
+bool ElevationImport::save(const QImage& image, const QString& fileName, PngWriter::Content content)
 {
     feedback.setSaving(true);
-    const bool saved = BackgroundWork::run([&image, &fileName] { return image.save(fileName); });
+    const bool saved = BackgroundWork::run(
+        [&image, &fileName, content] { return PngWriter::save(image, fileName, content); });
     feedback.setSaving(false);
+    return logFailedSave(saved, fileName);
+}
+
+bool ElevationImport::logFailedSave(bool saved, const QString& fileName)
+{
     if (!saved)
         MessageLog::append(tr("Seamless: Could not save file %1.").arg(fileName));
     return saved;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "image/PngWriter.h"
+
 #include <QCoreApplication>
 #include <QString>
 
@@ -41,13 +43,17 @@ private:
     void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
         SampleConverter& converter, ElevationImage& image);
     bool replaceNodata(ElevationImage& image);
-    // The number of NODATA pixels, or -1 when the mask could not be saved.
-    qint64 saveNodataMask(const ElevationImage& image, const QString& fileName);
+    // Black at NODATA pixels, white elsewhere; counts the NODATA pixels.
+    ElevationImage nodataMask(const ElevationImage& image, qint64& count);
+    // Saves the uncorrected image and the mask, encoded side by side.
+    bool saveUncorrectedAndMask(const ElevationImage& image, const ElevationImage& mask,
+        const QString& uncorrectedFile, const QString& maskFile);
     void setNodataToZero(ElevationImage& image);
     bool writeColorFile(double cosLat);
     void showPreview(const QImage& image, double cosLat);
     // Saves on the thread pool, telling the feedback, and logs a failure.
-    bool save(const QImage& image, const QString& fileName);
+    bool save(const QImage& image, const QString& fileName, PngWriter::Content content);
+    bool logFailedSave(bool saved, const QString& fileName);
 
     QString baseName;
     ImportFeedback& feedback;

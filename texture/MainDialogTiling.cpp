@@ -2,6 +2,7 @@
 #include "app/MainDialog.h"
 
 #include "app/SettingsStore.h"
+#include "image/PngWriter.h"
 #include "texture/TextureRecolouring.h"
 #include "texture/TileList.h"
 #include "texture/TileMosaic.h"
@@ -55,7 +56,9 @@ void MainDialog::slotTileOpenStreetMapFiles()
         showPreview(labelTextureFile, fitted, texturePreview);
         QCoreApplication::processEvents();
         setCursor(Qt::WaitCursor);
-        if (!BackgroundWork::run([&texture, &textureFile] { return texture.save(textureFile); }))
+        if (!BackgroundWork::run([&texture, &textureFile] {
+                return PngWriter::save(texture, textureFile, PngWriter::Content::Picture);
+            }))
             addMessage(tr("OpenStreetMap error: Could not save %1.").arg(textureFile));
         setCursor(Qt::ArrowCursor);
         if (openStreetMapAborted)

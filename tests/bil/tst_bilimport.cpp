@@ -5,15 +5,20 @@
 #include "app/MessageLog.h"
 #include "bil/ElevationImage.h"
 #include "bil/Palette.h"
+#include "image/PngWriter.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QLabel>
 #include <QProgressBar>
+#include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>
 
+#include <cmath>
 #include <memory>
 
 Q_DECLARE_METATYPE(RasterOptions)
@@ -283,6 +288,34 @@ private slots:
         QCOMPARE(second.window.cursor().shape(), Qt::ArrowCursor);
     }
 
+    // The uncorrected image and the mask are encoded together; the log and
+    // the files are still those of saving one after the other.
+    void failedSaveOfUncorrectedOrMask_data()
+    {
+        QTest::addColumn<QString>("blocked");
+        QTest::addColumn<bool>("maskLine");
+        QTest::newRow("uncorrected") << QStringLiteral("-el-uncorr.png") << false;
+        QTest::newRow("mask") << QStringLiteral("-el-m.png") << true;
+    }
+
+    void failedSaveOfUncorrectedOrMask()
+    {
+        QFETCH(QString, blocked);
+        QFETCH(bool, maskLine);
+        writeRaster(base(), 3, 16, { 1, -9999, 0, 2, 3, 0, 0, 0, 0 }, { .nodata = -9999 });
+        QVERIFY(QDir().mkdir(base() + blocked));
+        ImportRun run;
+        QVERIFY(!run.run(base()));
+        QStringList tail;
+        if (maskLine)
+            tail << QStringLiteral("Seamless: Creating mask file indicating NODATA areas.");
+        tail << "Seamless: Could not save file " + base() + blocked + ".";
+        QCOMPARE(run.log.mid(3), tail);
+        QVERIFY(!QFile::exists(base() + "-el-m.png") || blocked == "-el-m.png");
+        QVERIFY(QFile::exists(base() + "-el-uncorr.png"));
+        QCOMPARE(run.window.cursor().shape(), Qt::ArrowCursor);
+    }
+
     void previewIsScaledToTheLabel()
     {
         writeRaster(base(), 101, 16, QList<double>(101 * 101, 5.0));
@@ -307,6 +340,61 @@ private slots:
         QImageReader::setAllocationLimit(defaultLimit);
         QVERIFY(imported);
         QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(700 * 700, 20 * 256));
+    }
+
+    void filesMatchQtsWriter_data()
+    {
+        QTest::addColumn<int>("nbits");
+        QTest::addColumn<bool>("voids");
+        QTest::newRow("16-bit with voids") << 16 << true;
+        QTest::newRow("32-bit with voids") << 32 << true;
+        QTest::newRow("16-bit without NODATA") << 16 << false;
+    }
+
+    // The same raster imported with every file going to Qt's writer: each
+    // file decodes to the same pixels and is at most 2 % larger.
+    void filesMatchQtsWriter()
+    {
+        QFETCH(int, nbits);
+        QFETCH(bool, voids);
+        constexpr int size = 401;
+        QRandomGenerator random(7);
+        QList<double> samples;
+        for (int row = 0; row < size; ++row) {
+            for (int column = 0; column < size; ++column) {
+                const bool inVoid = voids
+                    && (std::hypot(column - 100, row - 150) < 30 || std::hypot(column - 300, row - 320) < 8);
+                const double metres = 1400 + 900 * std::sin(column * 0.02) * std::cos(row * 0.03)
+                    + 150 * std::cos((3 * column - row) * 0.037) + 2 * random.generateDouble();
+                samples << (inVoid ? -9999.0 : nbits == 16 ? std::round(metres) : metres);
+            }
+        }
+        const QString qtBase = directory->filePath(QStringLiteral("qt"));
+        const RasterOptions options { .nodata = voids ? std::optional(-9999.0) : std::nullopt };
+        writeRaster(base(), size, nbits, samples, options);
+        writeRaster(qtBase, size, nbits, samples, options);
+        {
+            PngWriter::setQtWriterOnly(true);
+            const auto restore = qScopeGuard([] { PngWriter::setQtWriterOnly(false); });
+            QVERIFY(ImportRun().run(qtBase));
+        }
+        QVERIFY(ImportRun().run(base()));
+
+        QStringList suffixes { "-el-corr.png", "-el-col.png" };
+        if (voids)
+            suffixes << "-el-uncorr.png"
+                     << "-el-m.png";
+        QStringList larger;
+        for (const QString& suffix : suffixes) {
+            const QImage ours(base() + suffix);
+            QVERIFY(!ours.isNull());
+            QCOMPARE(ours, QImage(qtBase + suffix));
+            const qint64 bytes = QFileInfo(base() + suffix).size();
+            const qint64 qtBytes = QFileInfo(qtBase + suffix).size();
+            if (bytes > qtBytes * 1.02)
+                larger << QStringLiteral("%1: %2 bytes, Qt %3").arg(suffix).arg(bytes).arg(qtBytes);
+        }
+        QVERIFY2(larger.isEmpty(), qPrintable(larger.join(u"; ")));
     }
 };
 
