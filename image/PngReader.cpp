@@ -111,12 +111,15 @@ bool withinAllocationLimit(const Header& header)
     return megabytes <= 0 || bytes <= megabytes * 1024 * 1024;
 }
 
+// Written without branches: which neighbour wins follows no pattern the
+// processor could predict.
 inline int paethPredictor(int a, int b, int c)
 {
     const int pa = std::abs(b - c);
     const int pb = std::abs(a - c);
     const int pc = std::abs(a + b - 2 * c);
-    return pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
+    const int bOrC = pb <= pc ? b : c;
+    return pa <= pb && pa <= pc ? a : bOrC;
 }
 
 // Undoes one row's filter in place; prior is the row above, already

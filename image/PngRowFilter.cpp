@@ -83,18 +83,50 @@ WIDER_VECTORS unsigned magnitudeSum(const uchar* raw, qsizetype n)
     return sum;
 }
 
+WIDER_VECTORS void subtract(
+    const uchar* __restrict raw, const uchar* __restrict prior, qsizetype n, uchar* out)
+{
+    for (qsizetype i = 0; i < n; ++i)
+        out[i] = static_cast<uchar>(raw[i] - prior[i]);
+}
+
 } // namespace
 
-PngRowFilter::PngRowFilter(int bytesPerPixel, qsizetype rowBytes)
+PngRowFilter::PngRowFilter(int bytesPerPixel, qsizetype rowBytes, Rule rule)
     : bytesPerPixel(bytesPerPixel)
     , rowBytes(rowBytes)
+    , rule(rule)
     , zeros(rowBytes)
-    , candidates(4 * rowBytes)
+    , candidates(rule == Rule::MinimumSum ? 4 * rowBytes : 0)
 {
 }
 
 void PngRowFilter::filter(const uchar* row, const uchar* previous, uchar* out)
 {
+    switch (rule) {
+    case Rule::MinimumSum:
+        filterByMinimumSum(row, previous, out);
+        break;
+    case Rule::None:
+        out[0] = None;
+        std::memcpy(out + 1, row, rowBytes);
+        break;
+    case Rule::Up:
+        out[0] = Up;
+        subtract(row, previous ? previous : zeros.data(), rowBytes, out + 1);
+        break;
+    }
+}
+
+void PngRowFilter::filterByMinimumSum(const uchar* row, const uchar* previous, uchar* out)
+{
+    // A row equal to the one above, common in masks: Up makes it zeros, a
+    // sum that only None matches, and only for a row of zeros.
+    if (previous && std::memcmp(row, previous, rowBytes) == 0) {
+        out[0] = std::memcmp(row, zeros.data(), rowBytes) == 0 ? None : Up;
+        std::memset(out + 1, 0, rowBytes);
+        return;
+    }
     unsigned sums[4];
     predict(bytesPerPixel, row, previous ? previous : zeros.data(), rowBytes, candidates.data(), sums);
     uchar best = None;

@@ -4,24 +4,31 @@
 
 #include <vector>
 
-// Filters the rows of a PNG image before compression. Each row gets the
-// filter type (None, Sub, Up, Average or Paeth) whose output bytes, read as
-// signed numbers, have the smallest sum of magnitudes, the heuristic common
-// PNG writers use; the first of equal sums wins, in the order of the types.
+// Filters the rows of a PNG image before compression. By default each row
+// gets the filter type (None, Sub, Up, Average or Paeth) whose output bytes,
+// read as signed numbers, have the smallest sum of magnitudes, the heuristic
+// common PNG writers use; the first of equal sums wins, in the order of the
+// types.
 // Every filter is computed over the whole row from the raw bytes alone, so
 // the loops need no carried state and the compiler vectorises them.
 class PngRowFilter {
 public:
+    // The heuristic above, or one filter type for every row.
+    enum class Rule { MinimumSum, None, Up };
+
     // bytesPerPixel is 1 to 4; a row has rowBytes bytes.
-    PngRowFilter(int bytesPerPixel, qsizetype rowBytes);
+    PngRowFilter(int bytesPerPixel, qsizetype rowBytes, Rule rule = Rule::MinimumSum);
 
     // Writes the filter type byte and the filtered row, rowBytes + 1 bytes,
     // to out. previous is the raw row above, or null for the first row.
     void filter(const uchar* row, const uchar* previous, uchar* out);
 
 private:
+    void filterByMinimumSum(const uchar* row, const uchar* previous, uchar* out);
+
     int bytesPerPixel;
     qsizetype rowBytes;
+    Rule rule;
     std::vector<uchar> zeros;
     // Sub, Up, Average and Paeth output one after the other.
     std::vector<uchar> candidates;

@@ -19,21 +19,42 @@
 
 namespace {
 
-// Chosen from measurements on the import's files of the largest rasters
-// (SRTM 1" integers, NED 1/3" floats) against what Qt's writer makes of the
-// same images (zlib level 6, filtered strategy), libdeflate's level taken as
-// the cheapest within 2 % of Qt's size on both:
-// - elevation images: level 4 (+0.2 % / -3.6 %); level 3 is 1.1 % larger on
-//   the integers, and from level 5 on the time grows faster than the bytes
-//   shrink;
-// - pictures (the colour file): level 6 (-1.6 % / -1.7 %); level 5 leaves
-//   only a 1 % margin;
-// - masks: libdeflate stays 2.2 to 4 % above zlib at every level up to 11
-//   (level 12 takes seconds), so masks are compressed by zlib exactly as
-//   libpng does; that is a second at most, spent beside the uncorrected
-//   image.
-constexpr int elevationLevel = 4;
-constexpr int pictureLevel = 6;
+// How the rows of an image are filtered and how hard libdeflate compresses them.
+struct Method {
+    PngRowFilter::Rule rule;
+    int level;
+};
+
+// Measured on the import's files of the largest rasters (SRTM 1" integers,
+// NED 1/3" floats) against what Qt's writer makes of the same images (the
+// minimum-sum filter heuristic, zlib level 6, filtered strategy). With the
+// heuristic, libdeflate needs level 3 on elevation images (+0.6 %; level 2
+// is 3 % larger) and level 6 on pictures (-0.3 %; level 5 is 2.4 % larger),
+// the bulk of the time. The heuristic serves these images badly, though:
+// elevation rows resemble the row above (Up at level 2: 8 % smaller than
+// Qt's) and the colour file is bands of a few colours, which deflate finds
+// as repeats of the raw bytes (None at level 2: 13 % smaller), each several
+// times faster. Which one fits an image is tried on a sample of its rows;
+// the heuristic stays among the candidates, so no image gets worse than
+// with it.
+std::vector<Method> candidatesFor(PngWriter::Content content)
+{
+    using Rule = PngRowFilter::Rule;
+    switch (content) {
+    case PngWriter::Content::Elevation:
+        return { { Rule::MinimumSum, 3 }, { Rule::Up, 2 } };
+    case PngWriter::Content::Picture:
+        return { { Rule::MinimumSum, 6 }, { Rule::None, 2 }, { Rule::Up, 2 } };
+    case PngWriter::Content::Mask:
+        break;
+    }
+    return {};
+}
+
+// Masks: libdeflate stays 2.2 to 4 % above zlib at every level up to 11
+// (level 12 takes seconds), so masks are compressed by zlib exactly as
+// libpng does; that is half a second at most, spent beside the uncorrected
+// image.
 
 std::atomic<bool> qtWriterOnly { false };
 
@@ -119,16 +140,23 @@ qsizetype rowBytesOf(const QImage& image, const Layout& layout)
     return qsizetype(image.width()) * layout.bytesPerPixel;
 }
 
-// Hands each filtered row, led by its filter type byte, to take() in turn.
-template <typename Take> void filterRows(const QImage& image, const Layout& layout, Take take)
+// Hands each filtered row of rows [first, end), led by its filter type
+// byte, to take() in turn.
+template <typename Take>
+void filterRows(
+    const QImage& image, const Layout& layout, PngRowFilter::Rule rule, int first, int end, Take take)
 {
     const qsizetype rowBytes = rowBytesOf(image, layout);
-    PngRowFilter filter(layout.bytesPerPixel, rowBytes);
+    PngRowFilter filter(layout.bytesPerPixel, rowBytes, rule);
     RowSource rows(image, layout.rowFormat);
     std::vector<uchar> filtered(rowBytes + 1);
     // The raw row above; a converted row is gone once the next is made.
     std::vector<uchar> previous(rowBytes);
-    for (int y = 0; y < image.height(); ++y) {
+    if (first > 0) {
+        const uchar* above = rows.row(first - 1);
+        std::copy(above, above + rowBytes, previous.begin());
+    }
+    for (int y = first; y < end; ++y) {
         const uchar* row = rows.row(y);
         filter.filter(row, y > 0 ? previous.data() : nullptr, filtered.data());
         take(filtered.data());
@@ -137,19 +165,49 @@ template <typename Take> void filterRows(const QImage& image, const Layout& layo
 }
 
 // libdeflate compresses one buffer at once: all filtered rows are held.
-std::vector<uchar> libdeflateStream(const QImage& image, const Layout& layout, int level)
+std::vector<uchar> libdeflateStream(const QImage& image, const Layout& layout, const Method& method,
+    int first = 0, std::optional<int> end = std::nullopt)
 {
+    const int last = end.value_or(image.height());
     const qsizetype filteredRowBytes = rowBytesOf(image, layout) + 1;
-    std::vector<uchar> filtered(filteredRowBytes * image.height());
+    std::vector<uchar> filtered(filteredRowBytes * (last - first));
     uchar* next = filtered.data();
-    filterRows(image, layout,
+    filterRows(image, layout, method.rule, first, last,
         [&next, filteredRowBytes](const uchar* row) { next = std::copy(row, row + filteredRowBytes, next); });
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
-        libdeflate_alloc_compressor(level), libdeflate_free_compressor);
+        libdeflate_alloc_compressor(method.level), libdeflate_free_compressor);
     std::vector<uchar> out(libdeflate_zlib_compress_bound(compressor.get(), filtered.size()));
     out.resize(
         libdeflate_zlib_compress(compressor.get(), filtered.data(), filtered.size(), out.data(), out.size()));
     return out;
+}
+
+// The candidate that compresses a sample of the image smallest: a few
+// bands of rows spread over its height, each long enough to fill deflate's
+// window a few times over.
+Method chosenMethod(const QImage& image, const Layout& layout, const std::vector<Method>& candidates)
+{
+    constexpr int bands = 4;
+    constexpr int bandRows = 24;
+    const int height = image.height();
+    std::optional<Method> best;
+    qsizetype bestSize = 0;
+    for (const Method& method : candidates) {
+        qsizetype size = 0;
+        if (height <= 2 * bands * bandRows) {
+            size = libdeflateStream(image, layout, method).size();
+        } else {
+            for (int band = 0; band < bands; ++band) {
+                const int first = int(qint64(height - bandRows) * (2 * band + 1) / (2 * bands));
+                size += libdeflateStream(image, layout, method, first, first + bandRows).size();
+            }
+        }
+        if (!best || size < bestSize) {
+            best = method;
+            bestSize = size;
+        }
+    }
+    return *best;
 }
 
 // libpng's settings: level 6, the largest window, the filtered strategy. zlib
@@ -169,7 +227,7 @@ std::vector<uchar> zlibStream(const QImage& image, const Layout& layout)
         result = deflate(&stream, flush);
     };
     const qsizetype filteredRowBytes = rowBytesOf(image, layout) + 1;
-    filterRows(image, layout, [&](const uchar* row) {
+    filterRows(image, layout, PngRowFilter::Rule::MinimumSum, 0, image.height(), [&](const uchar* row) {
         stream.next_in = const_cast<uchar*>(row);
         stream.avail_in = static_cast<uInt>(filteredRowBytes);
         while (stream.avail_in > 0 && result == Z_OK)
@@ -184,15 +242,10 @@ std::vector<uchar> zlibStream(const QImage& image, const Layout& layout)
 
 std::vector<uchar> compressed(const QImage& image, const Layout& layout, PngWriter::Content content)
 {
-    switch (content) {
-    case PngWriter::Content::Elevation:
-        return libdeflateStream(image, layout, elevationLevel);
-    case PngWriter::Content::Mask:
+    const std::vector<Method> candidates = candidatesFor(content);
+    if (candidates.empty())
         return zlibStream(image, layout);
-    case PngWriter::Content::Picture:
-        break;
-    }
-    return libdeflateStream(image, layout, pictureLevel);
+    return libdeflateStream(image, layout, chosenMethod(image, layout, candidates));
 }
 
 // Signature, header, resolution, the stream in IDAT chunks straight from
