@@ -185,20 +185,21 @@ QImage decode(const Parsed& parsed)
 {
     const Header& header = parsed.header;
     const qsizetype filteredBytes = (qsizetype(header.width) * header.bytesPerPixel + 1) * header.height;
-    std::vector<uchar> filtered(filteredBytes);
+    // Uninitialised: the stream fills it.
+    const std::unique_ptr<uchar[]> filtered(new uchar[filteredBytes]);
     const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> decompressor(
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
     if (!decompressor
         || libdeflate_zlib_decompress(decompressor.get(), parsed.stream.data(), parsed.stream.size(),
-               filtered.data(), filtered.size(), nullptr)
+               filtered.get(), filteredBytes, nullptr)
             != LIBDEFLATE_SUCCESS)
         return {};
     QImage image(header.width, header.height, header.format);
     if (image.isNull())
         return {};
-    const bool decoded = header.bytesPerPixel == 1 ? unfilterInto<1>(filtered.data(), header, image)
-        : header.bytesPerPixel == 3                ? unfilterInto<3>(filtered.data(), header, image)
-                                                   : unfilterInto<4>(filtered.data(), header, image);
+    const bool decoded = header.bytesPerPixel == 1 ? unfilterInto<1>(filtered.get(), header, image)
+        : header.bytesPerPixel == 3                ? unfilterInto<3>(filtered.get(), header, image)
+                                                   : unfilterInto<4>(filtered.get(), header, image);
     if (!decoded)
         return {};
     if (header.dotsPerMeterX > 0)

@@ -28,21 +28,22 @@ struct Method {
 // Measured on the import's files of the largest rasters (SRTM 1" integers,
 // NED 1/3" floats) against what Qt's writer makes of the same images (the
 // minimum-sum filter heuristic, zlib level 6, filtered strategy). With the
-// heuristic, libdeflate needs level 3 on elevation images (+0.6 %; level 2
-// is 3 % larger) and level 6 on pictures (-0.3 %; level 5 is 2.4 % larger),
-// the bulk of the time. The heuristic serves these images badly, though:
-// elevation rows resemble the row above (Up at level 2: 8 % smaller than
-// Qt's) and the colour file is bands of a few colours, which deflate finds
-// as repeats of the raw bytes (None at level 2: 13 % smaller), each several
-// times faster. Which one fits an image is tried on a sample of its rows;
-// the heuristic stays among the candidates, so no image gets worse than
-// with it.
+// heuristic, libdeflate needs level 3 on the integer elevations (+0.6 %;
+// level 2 is 3 % larger) and level 6 on pictures (-0.3 %; level 5 is 2.4 %
+// larger), the bulk of the time. Other choices fit some images far better:
+// integer elevation rows resemble the row above (Up at level 2: 8 % smaller
+// than Qt's), the float elevations' noisy low bytes suit level 1 (5 %
+// smaller, twice as fast as level 3), and the colour file is bands of a few
+// colours, which deflate finds as repeats of the raw bytes (None at level 2:
+// 13 % smaller), each several times faster. Which one fits an image is tried
+// on a sample of its rows; the heuristic at the level that keeps within 2 %
+// of Qt's size is always among the candidates.
 std::vector<Method> candidatesFor(PngWriter::Content content)
 {
     using Rule = PngRowFilter::Rule;
     switch (content) {
     case PngWriter::Content::Elevation:
-        return { { Rule::MinimumSum, 3 }, { Rule::Up, 2 } };
+        return { { Rule::MinimumSum, 3 }, { Rule::MinimumSum, 1 }, { Rule::Up, 2 } };
     case PngWriter::Content::Picture:
         return { { Rule::MinimumSum, 6 }, { Rule::None, 2 }, { Rule::Up, 2 } };
     case PngWriter::Content::Mask:
@@ -165,20 +166,23 @@ void filterRows(
 }
 
 // libdeflate compresses one buffer at once: all filtered rows are held.
-std::vector<uchar> libdeflateStream(const QImage& image, const Layout& layout, const Method& method,
-    int first = 0, std::optional<int> end = std::nullopt)
+// The buffers are left uninitialised: zeroing them would cost as much as
+// a filter pass, and the output's bound is far larger than what is written.
+QByteArray libdeflateStream(const QImage& image, const Layout& layout, const Method& method, int first = 0,
+    std::optional<int> end = std::nullopt)
 {
     const int last = end.value_or(image.height());
     const qsizetype filteredRowBytes = rowBytesOf(image, layout) + 1;
-    std::vector<uchar> filtered(filteredRowBytes * (last - first));
-    uchar* next = filtered.data();
+    QByteArray filtered(filteredRowBytes * (last - first), Qt::Uninitialized);
+    char* next = filtered.data();
     filterRows(image, layout, method.rule, first, last,
         [&next, filteredRowBytes](const uchar* row) { next = std::copy(row, row + filteredRowBytes, next); });
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
         libdeflate_alloc_compressor(method.level), libdeflate_free_compressor);
-    std::vector<uchar> out(libdeflate_zlib_compress_bound(compressor.get(), filtered.size()));
-    out.resize(
-        libdeflate_zlib_compress(compressor.get(), filtered.data(), filtered.size(), out.data(), out.size()));
+    QByteArray out(
+        qsizetype(libdeflate_zlib_compress_bound(compressor.get(), filtered.size())), Qt::Uninitialized);
+    out.truncate(qsizetype(libdeflate_zlib_compress(
+        compressor.get(), filtered.constData(), filtered.size(), out.data(), out.size())));
     return out;
 }
 
@@ -212,17 +216,17 @@ Method chosenMethod(const QImage& image, const Layout& layout, const std::vector
 
 // libpng's settings: level 6, the largest window, the filtered strategy. zlib
 // takes the rows one by one, so they are never held all at once.
-std::vector<uchar> zlibStream(const QImage& image, const Layout& layout)
+QByteArray zlibStream(const QImage& image, const Layout& layout)
 {
     z_stream stream {};
     if (deflateInit2(&stream, 6, Z_DEFLATED, 15, 8, Z_FILTERED) != Z_OK)
         return {};
-    std::vector<uchar> out;
+    QByteArray out;
     int result = Z_OK;
     const auto deflateSome = [&stream, &out, &result](int flush) {
-        if (out.size() - stream.total_out < 65536)
-            out.resize(out.size() + std::max<std::size_t>(65536, out.size() / 2));
-        stream.next_out = out.data() + stream.total_out;
+        if (out.size() - qsizetype(stream.total_out) < 65536)
+            out.resize(out.size() + std::max<qsizetype>(65536, out.size() / 2));
+        stream.next_out = reinterpret_cast<Bytef*>(out.data()) + stream.total_out;
         stream.avail_out = static_cast<uInt>(out.size() - stream.total_out);
         result = deflate(&stream, flush);
     };
@@ -235,12 +239,12 @@ std::vector<uchar> zlibStream(const QImage& image, const Layout& layout)
     });
     while (result == Z_OK)
         deflateSome(Z_FINISH);
-    out.resize(result == Z_STREAM_END ? stream.total_out : 0);
+    out.resize(result == Z_STREAM_END ? qsizetype(stream.total_out) : 0);
     deflateEnd(&stream);
     return out;
 }
 
-std::vector<uchar> compressed(const QImage& image, const Layout& layout, PngWriter::Content content)
+QByteArray compressed(const QImage& image, const Layout& layout, PngWriter::Content content)
 {
     const std::vector<Method> candidates = candidatesFor(content);
     if (candidates.empty())
@@ -252,8 +256,8 @@ std::vector<uchar> compressed(const QImage& image, const Layout& layout, PngWrit
 // where it was compressed, end.
 bool writePng(QIODevice& device, const QImage& image, const Layout& layout, PngWriter::Content content)
 {
-    const std::vector<uchar> zlib = compressed(image, layout, content);
-    if (zlib.empty() || device.write("\x89PNG\r\n\x1a\n", 8) != 8)
+    const QByteArray zlib = compressed(image, layout, content);
+    if (zlib.isEmpty() || device.write("\x89PNG\r\n\x1a\n", 8) != 8)
         return false;
     uchar header[13];
     qToBigEndian(static_cast<quint32>(image.width()), header);
@@ -271,9 +275,9 @@ bool writePng(QIODevice& device, const QImage& image, const Layout& layout, PngW
         if (!writeChunk(device, "pHYs", physical, sizeof physical))
             return false;
     }
-    for (qsizetype offset = 0; offset < qsizetype(zlib.size()); offset += idatBytes)
-        if (!writeChunk(
-                device, "IDAT", zlib.data() + offset, std::min<qsizetype>(idatBytes, zlib.size() - offset)))
+    const uchar* stream = reinterpret_cast<const uchar*>(zlib.constData());
+    for (qsizetype offset = 0; offset < zlib.size(); offset += idatBytes)
+        if (!writeChunk(device, "IDAT", stream + offset, std::min(idatBytes, zlib.size() - offset)))
             return false;
     return writeChunk(device, "IEND", nullptr, 0);
 }
