@@ -135,6 +135,8 @@ private slots:
             { "one row", { 37, 1 } },
             { "one column", { 1, 23 } },
             { "odd width", { 131, 41 } },
+            // Tall enough that the filter and level are tried on bands of rows.
+            { "tall", { 29, 400 } },
         };
         for (const auto& [formatName, format] : formats)
             for (const auto& [sizeName, size] : sizes)
