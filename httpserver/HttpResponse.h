@@ -44,6 +44,9 @@ struct HttpResponse {
     static HttpResponse page(int status, const QString& html);
     // A small page that states the status and the text (HTML-escaped).
     static HttpResponse message(int status, const QString& text);
+    // A message whose reason phrase is the text itself, for clients that
+    // show only the status line. The text should be Latin-1.
+    static HttpResponse failure(int status, const QString& text);
     static HttpResponse redirect(const QString& location);
     static QByteArray standardReason(int status);
 

@@ -4,7 +4,7 @@ SimServer::SimServer(const SimOptions& options, QObject* parent)
     : QObject(parent)
     , options(options)
     , server([this](const HttpRequest& request, const HttpResponder& respond) { route(request, respond); })
-    , archives(options.cacheDirectory, !options.archiveWithoutHeader)
+    , archives(options.cacheDirectory, !options.archiveWithoutHeader, terrain)
     , elevation(options.elevation, archives)
 {
 }
@@ -25,14 +25,7 @@ bool SimServer::listen()
     return true;
 }
 
-QString SimServer::authority() const
-{
-    const QString host = server.serverAddress().toString();
-    const QString bracketed = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol
-        ? QStringLiteral("[%1]").arg(host)
-        : host;
-    return QStringLiteral("%1:%2").arg(bracketed).arg(server.serverPort());
-}
+QString SimServer::authority() const { return server.authority(); }
 
 void SimServer::route(const HttpRequest& request, const HttpResponder& respond)
 {
