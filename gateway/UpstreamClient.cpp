@@ -74,7 +74,7 @@ void UpstreamClient::start(const Pending& pending)
     connect(reply, &QNetworkReply::finished, this, [this, reply, pending, started, file] {
         if (file) {
             const bool complete = reply->error() == QNetworkReply::NoError && file->isOpen()
-                && file->write(reply->readAll()) >= 0 && file->flush();
+                && reply->isOpen() && file->write(reply->readAll()) >= 0 && file->flush();
             file->close();
             if (!complete)
                 file->remove();
@@ -90,7 +90,7 @@ void UpstreamClient::finish(QNetworkReply* reply, const Pending& pending, qint64
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     answer.reason = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray();
     answer.headers = reply->rawHeaderPairs();
-    if (pending.call.file.isEmpty())
+    if (pending.call.file.isEmpty() && reply->isOpen())
         answer.body = reply->readAll();
     const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError;
     const bool bodyLost = answer.status == 200 && reply->error() != QNetworkReply::NoError;
