@@ -135,10 +135,14 @@ std::optional<GatewayOptions> GatewayOptions::parse(const QStringList& arguments
         return failure(
             QStringLiteral("--srtm-url, --ned-url and --geocoder-url take an http or https address"));
     options.tileTemplate = value("tile-url");
-    if (!options.tileTemplate.isEmpty()
-        && (webAddress(options.tileTemplate).isEmpty() || !options.tileTemplate.contains(QLatin1String("{z}"))
-            || !options.tileTemplate.contains(QLatin1String("{x}"))
-            || !options.tileTemplate.contains(QLatin1String("{y}"))))
+    const bool placeholders = options.tileTemplate.contains(QLatin1String("{z}"))
+        && options.tileTemplate.contains(QLatin1String("{x}"))
+        && options.tileTemplate.contains(QLatin1String("{y}"));
+    const QString sample = QString(options.tileTemplate)
+                               .replace(QLatin1String("{z}"), QStringLiteral("1"))
+                               .replace(QLatin1String("{x}"), QStringLiteral("0"))
+                               .replace(QLatin1String("{y}"), QStringLiteral("0"));
+    if (!options.tileTemplate.isEmpty() && (!placeholders || webAddress(sample).isEmpty()))
         return failure(QStringLiteral("--tile-url takes an http or https address with {z}, {x} and {y}"));
 
     const std::optional<int> budget = number(value("tile-budget"), 0, 10'000'000);
