@@ -2,7 +2,6 @@
 
 #include <QCommandLineParser>
 #include <QDir>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <cstdio>
@@ -118,15 +117,10 @@ std::optional<GatewayOptions> GatewayOptions::parse(const QStringList& arguments
     auto value = [&parser](const char* name) { return parser.value(QLatin1String(name)); };
 
     GatewayOptions options;
-    static const QRegularExpression listenPattern(QStringLiteral("^\\[?([^\\]]+)\\]?:(\\d{1,5})$"));
-    const QRegularExpressionMatch listen = listenPattern.match(value("listen"));
-    const QString host = listen.captured(1);
-    options.address
-        = host == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost) : QHostAddress(host);
-    const int port = listen.captured(2).toInt();
-    if (!listen.hasMatch() || !options.address.isLoopback() || port > 65535)
+    const std::optional<ServiceProcess::Endpoint> endpoint = ServiceProcess::loopback(value("listen"));
+    if (!endpoint)
         return failure(QStringLiteral("--listen needs a loopback address and a port, e.g. 127.0.0.1:0"));
-    options.port = quint16(port);
+    options.endpoint = *endpoint;
 
     options.srtmUrl = webAddress(value("srtm-url"));
     options.nedUrl = webAddress(value("ned-url"));

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QHostAddress>
+#include "ServiceProcess.h"
+
 #include <QStringList>
 #include <QUrl>
 
@@ -10,8 +11,7 @@
 // the command line wins over its environment variable, which wins over the
 // default. parse() prints help or an error itself.
 struct GatewayOptions {
-    QHostAddress address;
-    quint16 port = 0;
+    ServiceProcess::Endpoint endpoint;
     // Holds the fetched DEM tiles, the built archives and the map tiles.
     QString cacheDirectory;
     // Folder with the SRTM tiles in the HGT layout ("N40/N40W106.hgt.gz").

@@ -38,14 +38,7 @@ bool GatewayServer::listen()
             << QStringLiteral("relka-gateway: cannot write %1").arg(options.attributionFile);
         return false;
     }
-    if (!server.listen(options.address, options.port)) {
-        qCritical().noquote() << QStringLiteral("relka-gateway: cannot listen on %1:%2: %3")
-                                     .arg(options.address.toString())
-                                     .arg(options.port)
-                                     .arg(server.errorString());
-        return false;
-    }
-    return true;
+    return ServiceProcess::listen(server, options.endpoint);
 }
 
 void GatewayServer::route(const HttpRequest& request, const HttpResponder& respond)

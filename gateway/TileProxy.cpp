@@ -1,9 +1,15 @@
 #include "TileProxy.h"
 
+#include "TileAddress.h"
 #include "UpstreamClient.h"
 #include "UpstreamFailure.h"
 
-#include <QRegularExpression>
+namespace {
+
+// Deeper than any tile provider draws.
+constexpr int maximumZoom = 30;
+
+}
 
 TileProxy::TileProxy(const Settings& settings, const QString& cacheDirectory, UpstreamClient& upstream)
     : settings(settings)
@@ -14,17 +20,17 @@ TileProxy::TileProxy(const Settings& settings, const QString& cacheDirectory, Up
 
 bool TileProxy::answer(const HttpRequest& request, const HttpResponder& respond)
 {
-    static const QRegularExpression pattern(QStringLiteral("^/(\\d{1,2})/(\\d{1,9})/(\\d{1,9})\\.png$"));
-    const QRegularExpressionMatch match = pattern.match(request.path);
-    if (!match.hasMatch())
+    const std::optional<TileAddress> tile = TileAddress::fromPath(request.path);
+    if (!tile)
         return false;
-    const int zoom = match.captured(1).toInt();
-    const qint64 x = match.captured(2).toLongLong();
-    const qint64 y = match.captured(3).toLongLong();
-    if (zoom > 30 || x >= (qint64(1) << zoom) || y >= (qint64(1) << zoom)) {
-        respond(HttpResponse::failure(404, QStringLiteral("no tile %1/%2/%3").arg(zoom).arg(x).arg(y)));
+    if (!tile->exists(maximumZoom)) {
+        respond(HttpResponse::failure(
+            404, QStringLiteral("no tile %1/%2/%3").arg(tile->zoom).arg(tile->x).arg(tile->y)));
         return true;
     }
+    const int zoom = tile->zoom;
+    const int x = int(tile->x);
+    const int y = int(tile->y);
     if (settings.urlTemplate.isEmpty()) {
         respond(
             HttpResponse::failure(503, QStringLiteral("no tile provider set (relka-gateway --tile-url)")));
@@ -35,7 +41,7 @@ bool TileProxy::answer(const HttpRequest& request, const HttpResponder& respond)
             503, QStringLiteral("no contact set for the tile provider (relka-gateway --contact)")));
         return true;
     }
-    const std::optional<TileCache::Entry> cached = cache.find(zoom, int(x), int(y));
+    const std::optional<TileCache::Entry> cached = cache.find(zoom, x, y);
     if (cached && cached->rule.isFresh(QDateTime::currentDateTimeUtc())) {
         respond(tileResponse(cached->body));
         return true;
@@ -45,7 +51,7 @@ bool TileProxy::answer(const HttpRequest& request, const HttpResponder& respond)
         return true;
     }
     ++spent;
-    fetch(zoom, int(x), int(y), cached, respond);
+    fetch(zoom, x, y, cached, respond);
     return true;
 }
 

@@ -15,14 +15,7 @@ bool SimServer::listen()
         qCritical().noquote() << "relka-sim: no folder for the archives";
         return false;
     }
-    if (!server.listen(options.address, options.port)) {
-        qCritical().noquote() << QStringLiteral("relka-sim: cannot listen on %1:%2: %3")
-                                     .arg(options.address.toString())
-                                     .arg(options.port)
-                                     .arg(server.errorString());
-        return false;
-    }
-    return true;
+    return ServiceProcess::listen(server, options.endpoint);
 }
 
 QString SimServer::authority() const { return server.authority(); }

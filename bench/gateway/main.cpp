@@ -71,7 +71,6 @@ int main(int argc, char* argv[])
 
     qputenv("QT_LOGGING_RULES", "default.info=false");
     GatewayOptions options;
-    options.address = QHostAddress(QHostAddress::LocalHost);
     options.cacheDirectory = folder.filePath(QStringLiteral("cache"));
     options.srtmUrl = options.nedUrl
         = QUrl(QStringLiteral("http://127.0.0.1:%1/Elevation").arg(upstream.port()));

@@ -105,7 +105,6 @@ struct Gateway {
     GatewayOptions options() const
     {
         GatewayOptions options;
-        options.address = QHostAddress(QHostAddress::LocalHost);
         options.cacheDirectory = cache.path();
         const QString base = QStringLiteral("http://127.0.0.1:%1");
         options.srtmUrl = QUrl(base.arg(dem.port()) + QStringLiteral("/skadi"));
