@@ -48,9 +48,7 @@ void GatewayServer::route(const HttpRequest& request, const HttpResponder& respo
         respond(std::move(response));
     };
     if (request.method != "GET") {
-        HttpResponse response = HttpResponse::message(405, QStringLiteral("Only GET is served here."));
-        response.setHeader("Allow", "GET");
-        deliver(response);
+        deliver(HttpResponse::onlyGet());
         return;
     }
     if (request.path == QLatin1String("/attribution.txt")) {

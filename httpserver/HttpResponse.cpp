@@ -38,6 +38,13 @@ HttpResponse HttpResponse::redirect(const QString& location)
     return response;
 }
 
+HttpResponse HttpResponse::onlyGet()
+{
+    HttpResponse response = message(405, QStringLiteral("Only GET is served here."));
+    response.setHeader("Allow", "GET");
+    return response;
+}
+
 QByteArray HttpResponse::standardReason(int status)
 {
     switch (status) {

@@ -48,6 +48,8 @@ struct HttpResponse {
     // show only the status line. The text should be Latin-1.
     static HttpResponse failure(int status, const QString& text);
     static HttpResponse redirect(const QString& location);
+    // 405 for a server that serves GET alone.
+    static HttpResponse onlyGet();
     static QByteArray standardReason(int status);
 
     void setHeader(const QByteArray& name, const QByteArray& value);

@@ -29,9 +29,7 @@ void SimServer::route(const HttpRequest& request, const HttpResponder& respond)
         respond(std::move(response));
     };
     if (request.method != "GET") {
-        HttpResponse response = HttpResponse::message(405, QStringLiteral("Only GET is served here."));
-        response.setHeader("Allow", "GET");
-        deliver(response);
+        deliver(HttpResponse::onlyGet());
         return;
     }
     if (const std::optional<int> status = options.faults.statusFor(path)) {
