@@ -13,7 +13,8 @@ constexpr int maximumZoom = 30;
 
 TileProxy::TileProxy(const Settings& settings, const QString& cacheDirectory, UpstreamClient& upstream)
     : settings(settings)
-    , cache(cacheDirectory)
+    // Tiles of different providers differ: each gets a folder of its own.
+    , cache(cacheDirectory + QLatin1Char('/') + QUrl(settings.urlTemplate).host())
     , upstream(upstream)
 {
 }
