@@ -11,10 +11,12 @@ namespace {
 // The date format of HTTP headers, "Sun, 06 Nov 1994 08:49:37 GMT".
 QDateTime httpDate(const QByteArray& text)
 {
-    QDateTime date = QLocale::c().toDateTime(
-        QString::fromLatin1(text.trimmed()).chopped(4), QStringLiteral("ddd, dd MMM yyyy hh:mm:ss"));
-    date.setTimeZone(QTimeZone::utc());
-    return date;
+    const QString date = QString::fromLatin1(text.trimmed());
+    if (!date.endsWith(QLatin1String(" GMT")))
+        return {};
+    QDateTime parsed = QLocale::c().toDateTime(date.chopped(4), QStringLiteral("ddd, dd MMM yyyy hh:mm:ss"));
+    parsed.setTimeZone(QTimeZone::utc());
+    return parsed;
 }
 
 }
