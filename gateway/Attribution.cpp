@@ -7,10 +7,12 @@
 
 QString Attribution::text(const GatewayOptions& options)
 {
-    QString text = QStringLiteral("Elevation: %1, %2.\nElevation: %3, %4.\n")
-                       .arg(DemSeries::srtm(options.srtmUrl).description, options.srtmUrl.toDisplayString(),
-                           DemSeries::ned(options.nedUrl, QStringLiteral("13")).description,
-                           options.nedUrl.toDisplayString());
+    QString text = QStringLiteral("Elevation: %1, %2.\n")
+                       .arg(DemSeries::srtm(options.srtmUrl).description, options.srtmUrl.toDisplayString());
+    text += QStringLiteral(
+        "Elevation: USGS 3D Elevation Program (3DEP) 1 and 1/3 arc-second 1-degree tiles, public "
+        "domain, %1.\n")
+                .arg(options.nedUrl.toDisplayString());
     if (!options.tileTemplate.isEmpty())
         text += QStringLiteral("Map: %1, %2.\n")
                     .arg(options.tileAttribution,
