@@ -24,10 +24,24 @@ HttpResponse HttpResponse::message(int status, const QString& text)
             .arg(QString::number(status), QString::fromLatin1(standardReason(status)), text.toHtmlEscaped()));
 }
 
+HttpResponse HttpResponse::failure(int status, const QString& text)
+{
+    HttpResponse response = message(status, text);
+    response.reason = text.toLatin1();
+    return response;
+}
+
 HttpResponse HttpResponse::redirect(const QString& location)
 {
     HttpResponse response = message(302, QStringLiteral("The document has moved to %1.").arg(location));
     response.setHeader("Location", location.toLatin1());
+    return response;
+}
+
+HttpResponse HttpResponse::onlyGet()
+{
+    HttpResponse response = message(405, QStringLiteral("Only GET is served here."));
+    response.setHeader("Allow", "GET");
     return response;
 }
 

@@ -44,7 +44,12 @@ struct HttpResponse {
     static HttpResponse page(int status, const QString& html);
     // A small page that states the status and the text (HTML-escaped).
     static HttpResponse message(int status, const QString& text);
+    // A message whose reason phrase is the text itself, for clients that
+    // show only the status line. The text should be Latin-1.
+    static HttpResponse failure(int status, const QString& text);
     static HttpResponse redirect(const QString& location);
+    // 405 for a server that serves GET alone.
+    static HttpResponse onlyGet();
     static QByteArray standardReason(int status);
 
     void setHeader(const QByteArray& name, const QByteArray& value);

@@ -32,6 +32,15 @@ bool HttpServer::listen(const QHostAddress& address, quint16 port)
 
 QHostAddress HttpServer::serverAddress() const { return server.serverAddress(); }
 
+QString HttpServer::authority() const
+{
+    const QString host = serverAddress().toString();
+    const QString bracketed = serverAddress().protocol() == QAbstractSocket::IPv6Protocol
+        ? QStringLiteral("[%1]").arg(host)
+        : host;
+    return QStringLiteral("%1:%2").arg(bracketed).arg(serverPort());
+}
+
 quint16 HttpServer::serverPort() const { return server.serverPort(); }
 
 QString HttpServer::errorString() const { return refusal.isEmpty() ? server.errorString() : refusal; }

@@ -34,6 +34,8 @@ public:
     bool listen(const QHostAddress& address = QHostAddress(QHostAddress::LocalHost), quint16 port = 0);
     QHostAddress serverAddress() const;
     quint16 serverPort() const;
+    // "host:port" as clients should address it, e.g. 127.0.0.1:40123.
+    QString authority() const;
     QString errorString() const;
     int connectionCount() const { return connections; }
 

@@ -1,19 +1,25 @@
 # Sourced by the scripts that run the program against the local service
-# simulator. start_simulator BUILD_DIR LOG_FILE starts BUILD_DIR/sim/relka-sim
-# on a free loopback port, waits until it listens and points the program's
-# three services at it; stop_simulator ends it.
+# simulator or the gateway. start_simulator BUILD_DIR LOG_FILE starts
+# BUILD_DIR/sim/relka-sim on a free loopback port, waits until it listens and
+# points the program's three services at it; start_service PROGRAM LOG_FILE
+# [OPTIONS...] does the same for another server that prints its address
+# (relka-gateway); stop_simulator ends either.
 
 start_simulator() {
+  start_service "$1/sim/relka-sim" "$2"
+}
+
+start_service() {
   local fifo
   fifo=$(mktemp -u)
   mkfifo "$fifo"
-  "$1/sim/relka-sim" --listen 127.0.0.1:0 >"$fifo" 2>"$2" &
+  "$1" --listen 127.0.0.1:0 "${@:3}" >"$fifo" 2>"$2" &
   simulator=$!
   local address=""
   read -r -t 20 address <"$fifo" || true
   rm -f "$fifo"
   if [ -z "$address" ]; then
-    echo "relka-sim did not start (log: $2)" >&2
+    echo "$(basename "$1") did not start (log: $2)" >&2
     return 1
   fi
   export RELKA_ELEVATION_SERVER=$address RELKA_TILE_SERVER=$address RELKA_GEOCODER=$address

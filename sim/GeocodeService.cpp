@@ -1,8 +1,8 @@
 #include "GeocodeService.h"
 
-#include <QRegularExpression>
+#include "GeocodeResultPage.h"
 
-#include <cmath>
+#include <QRegularExpression>
 
 namespace {
 
@@ -21,19 +21,6 @@ const Place places[] = {
     { "27500 East Timberline Road, Government Camp, OR", 45.3311, -121.7110 },
 };
 
-// 38.8977 -> 38° 53' 51.7" with the hemisphere letter.
-QString sexagesimal(double degrees, char positive, char negative)
-{
-    const double magnitude = std::abs(degrees);
-    const int whole = int(magnitude);
-    const double minutes = (magnitude - whole) * 60;
-    return QStringLiteral("%1&deg; %2' %3\" %4")
-        .arg(whole)
-        .arg(int(minutes))
-        .arg((minutes - int(minutes)) * 60, 0, 'f', 1)
-        .arg(QLatin1Char(degrees < 0 ? negative : positive));
-}
-
 }
 
 QString GeocodeService::normalised(const QString& address)
@@ -51,29 +38,12 @@ bool GeocodeService::answer(const HttpRequest& request, const HttpResponder& res
         return false;
     const QString address = request.query.queryItemValue(QStringLiteral("address"), QUrl::FullyDecoded);
     const QString key = normalised(address);
-    QString body;
     for (const Place& place : places) {
-        if (normalised(QLatin1String(place.address)) != key)
-            continue;
-        body = QStringLiteral("<h2>%1</h2>\r\n"
-                              "<h3>Latitude</h3>\r\n<table><tr><td>%2&deg;</td><td>%3</td></tr></table>\r\n"
-                              "<h3>Longitude</h3>\r\n<table><tr><td>%4&deg;</td><td>%5</td></tr></table>\r\n")
-                   .arg(QLatin1String(place.address))
-                   .arg(place.latitude, 0, 'f', 4)
-                   .arg(sexagesimal(place.latitude, 'N', 'S'))
-                   .arg(place.longitude, 0, 'f', 4)
-                   .arg(sexagesimal(place.longitude, 'E', 'W'));
+        if (normalised(QLatin1String(place.address)) == key) {
+            respond(GeocodeResultPage::match(QLatin1String(place.address), place.latitude, place.longitude));
+            return true;
+        }
     }
-    if (body.isEmpty())
-        body = QStringLiteral(
-            "<h2>No match</h2>\r\n<p>Sorry, the address \"%1\" could not be found. Please check "
-            "the street, city and state.</p>\r\n")
-                   .arg(address.toHtmlEscaped());
-    HttpResponse response = HttpResponse::page(200,
-        QStringLiteral("<html><head><title>Geocoder</title></head><body>\r\n%1</body></html>\r\n").arg(body));
-    // Result pages are generated, so they go out chunked, as a client of a
-    // real geocoder would often see them.
-    response.framing = HttpResponse::Framing::Chunked;
-    respond(response);
+    respond(GeocodeResultPage::noMatch(address));
     return true;
 }

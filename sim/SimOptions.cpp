@@ -1,7 +1,6 @@
 #include "SimOptions.h"
 
 #include <QCommandLineParser>
-#include <QRegularExpression>
 
 #include <cstdio>
 
@@ -81,15 +80,11 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
             QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().first()));
 
     SimOptions options;
-    static const QRegularExpression listenPattern(QStringLiteral("^\\[?([^\\]]+)\\]?:(\\d{1,5})$"));
-    const QRegularExpressionMatch listen = listenPattern.match(parser.value(QStringLiteral("listen")));
-    const QString host = listen.captured(1);
-    options.address
-        = host == QLatin1String("localhost") ? QHostAddress(QHostAddress::LocalHost) : QHostAddress(host);
-    const int port = listen.captured(2).toInt();
-    if (!listen.hasMatch() || !options.address.isLoopback() || port > 65535)
+    const std::optional<ServiceProcess::Endpoint> endpoint
+        = ServiceProcess::loopback(parser.value(QStringLiteral("listen")));
+    if (!endpoint)
         return failure(QStringLiteral("--listen needs a loopback address and a port, e.g. 127.0.0.1:0"));
-    options.port = quint16(port);
+    options.endpoint = *endpoint;
 
     const std::optional<int> waitPages = number(parser, QStringLiteral("wait-pages"), 0, 1000);
     const std::optional<int> refreshSeconds = number(parser, QStringLiteral("refresh-seconds"), 0, 3600);

@@ -2,16 +2,15 @@
 
 #include "ElevationService.h"
 #include "FaultSwitches.h"
+#include "ServiceProcess.h"
 
-#include <QHostAddress>
 #include <QStringList>
 
 #include <optional>
 
 // Everything the command line sets. parse() prints help or an error itself.
 struct SimOptions {
-    QHostAddress address;
-    quint16 port = 0;
+    ServiceProcess::Endpoint endpoint;
     QString cacheDirectory;
     bool archiveWithoutHeader = false;
     ElevationSettings elevation;

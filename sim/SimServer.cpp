@@ -4,7 +4,7 @@ SimServer::SimServer(const SimOptions& options, QObject* parent)
     : QObject(parent)
     , options(options)
     , server([this](const HttpRequest& request, const HttpResponder& respond) { route(request, respond); })
-    , archives(options.cacheDirectory, !options.archiveWithoutHeader)
+    , archives(options.cacheDirectory, !options.archiveWithoutHeader, terrain)
     , elevation(options.elevation, archives)
 {
 }
@@ -15,24 +15,10 @@ bool SimServer::listen()
         qCritical().noquote() << "relka-sim: no folder for the archives";
         return false;
     }
-    if (!server.listen(options.address, options.port)) {
-        qCritical().noquote() << QStringLiteral("relka-sim: cannot listen on %1:%2: %3")
-                                     .arg(options.address.toString())
-                                     .arg(options.port)
-                                     .arg(server.errorString());
-        return false;
-    }
-    return true;
+    return ServiceProcess::listen(server, options.endpoint);
 }
 
-QString SimServer::authority() const
-{
-    const QString host = server.serverAddress().toString();
-    const QString bracketed = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol
-        ? QStringLiteral("[%1]").arg(host)
-        : host;
-    return QStringLiteral("%1:%2").arg(bracketed).arg(server.serverPort());
-}
+QString SimServer::authority() const { return server.authority(); }
 
 void SimServer::route(const HttpRequest& request, const HttpResponder& respond)
 {
@@ -43,9 +29,7 @@ void SimServer::route(const HttpRequest& request, const HttpResponder& respond)
         respond(std::move(response));
     };
     if (request.method != "GET") {
-        HttpResponse response = HttpResponse::message(405, QStringLiteral("Only GET is served here."));
-        response.setHeader("Allow", "GET");
-        deliver(response);
+        deliver(HttpResponse::onlyGet());
         return;
     }
     if (const std::optional<int> status = options.faults.statusFor(path)) {

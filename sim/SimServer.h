@@ -4,6 +4,7 @@
 #include "ElevationService.h"
 #include "GeocodeService.h"
 #include "SimOptions.h"
+#include "SyntheticTerrain.h"
 #include "TileService.h"
 
 #include "HttpServer.h"
@@ -26,6 +27,7 @@ private:
 
     SimOptions options;
     HttpServer server;
+    SyntheticTerrain terrain;
     ArchiveStore archives;
     ElevationService elevation;
     TileService tiles;

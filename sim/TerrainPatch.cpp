@@ -104,6 +104,11 @@ void TerrainPatch::collectVoids()
     }
 }
 
+QString TerrainPatch::origin() const
+{
+    return QStringLiteral("Simulated data for testing; not a survey product.");
+}
+
 void TerrainPatch::fillRow(int row, float* out) const
 {
     const double latitude = grid.latitude(row);

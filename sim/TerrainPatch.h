@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ExtractArea.h"
+#include "TerrainRows.h"
 
 #include <vector>
 
@@ -9,13 +10,12 @@
 // and directions, squeezed into sea level to about 4,200 m), and voids are
 // discs placed by hashing a global cell grid, so every request for the same
 // place gets the same numbers and neighbouring rasters agree where they meet.
-class TerrainPatch {
+class TerrainPatch : public TerrainRows {
 public:
     explicit TerrainPatch(const RasterGrid& grid);
 
-    // Elevations in metres for one raster row; NaN marks a void sample.
-    // Safe to call from several threads at once.
-    void fillRow(int row, float* out) const;
+    void fillRow(int row, float* out) const override;
+    QString origin() const override;
 
 private:
     struct Void {

@@ -10,9 +10,9 @@
 #include <QTest>
 #include <QTimer>
 
-RunFixture::RunFixture(const QStringList& simOptions)
+RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
 {
-    sim = std::make_unique<SimProcess>(simOptions);
+    sim = std::make_unique<SimProcess>(simOptions, program);
     for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
         qputenv(variable, authority().toLatin1());
     MessageLog::setEcho([this](const QString& line) {

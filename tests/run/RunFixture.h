@@ -26,7 +26,9 @@ public:
         QString workingDirectory;
     };
 
-    explicit RunFixture(const QStringList& simOptions = {});
+    // program: the server to start, relka-sim unless named.
+    explicit RunFixture(
+        const QStringList& simOptions = {}, const QString& program = SimProcess::executable());
     ~RunFixture();
 
     bool isReady() const;

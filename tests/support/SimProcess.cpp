@@ -7,10 +7,9 @@
 
 #include <minizip/unzip.h>
 
-SimProcess::SimProcess(const QStringList& options)
+SimProcess::SimProcess(const QStringList& options, const QString& program)
 {
-    child.start(
-        executable(), QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
+    child.start(program, QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
     // The address comes in one write, once the simulator listens.
     if (child.waitForReadyRead(10000) && child.canReadLine())
         authority = QString::fromLatin1(child.readLine().trimmed());

@@ -5,12 +5,13 @@
 #include <QNetworkReply>
 #include <QProcess>
 
-// A running relka-sim for one test: started with the given options on a
-// free loopback port, stopped when the object goes (killed if it does not
-// end by itself).
+// A running relka-sim (or another server that prints its address the same
+// way, such as relka-gateway) for one test: started with the given options
+// on a free loopback port, stopped when the object goes (killed if it does
+// not end by itself).
 class SimProcess {
 public:
-    explicit SimProcess(const QStringList& options = {});
+    explicit SimProcess(const QStringList& options = {}, const QString& program = executable());
     ~SimProcess();
 
     // False when the simulator did not print its address in time.

@@ -1,7 +1,7 @@
 #include "ArchiveBuilder.h"
 
 #include "RasterSideFiles.h"
-#include "TerrainPatch.h"
+#include "TerrainRows.h"
 
 #include <QFile>
 #include <QtConcurrent>
@@ -173,7 +173,8 @@ QString ArchiveBuilder::stem() const
     return QString::number(checksum % 100000000u).rightJustified(8, QLatin1Char('0'));
 }
 
-bool ArchiveBuilder::write(const QString& path, const std::atomic_bool& stop) const
+bool ArchiveBuilder::write(
+    const QString& path, const TerrainRows& terrain, const std::atomic_bool& stop) const
 {
     ZipWriter zip(path);
     if (!zip.isOpen())
@@ -183,7 +184,6 @@ bool ArchiveBuilder::write(const QString& path, const std::atomic_bool& stop) co
     if (withHeader && !zip.entry(product.entryName(name, QStringLiteral("hdr")), sideFiles.header()))
         return false;
 
-    const TerrainPatch terrain(grid);
     const qint64 rowBytes = qint64(grid.columns) * product.bytesPerSample();
     auto deflateBlock = [&](int firstRow) {
         const int count = std::min(blockRows, grid.rows - firstRow);
@@ -225,5 +225,5 @@ bool ArchiveBuilder::write(const QString& path, const std::atomic_bool& stop) co
         && zip.entry(product.entryName(name, QStringLiteral("blw")), sideFiles.worldFile())
         && zip.entry(product.entryName(name, QStringLiteral("stx")), sideFiles.statistics(total.summary()))
         && zip.entry(product.entryName(name, QStringLiteral("prj")), sideFiles.projection())
-        && zip.entry(product.metadataEntry(name), sideFiles.metadataPage()) && zip.close();
+        && zip.entry(product.metadataEntry(name), sideFiles.metadataPage(terrain.origin())) && zip.close();
 }

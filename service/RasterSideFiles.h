@@ -24,7 +24,7 @@ public:
     QByteArray worldFile() const;
     QByteArray statistics(const RasterStatistics& statistics) const;
     QByteArray projection() const;
-    QByteArray metadataPage() const;
+    QByteArray metadataPage(const QString& origin) const;
 
 private:
     QByteArray esriHeader() const;

@@ -5,11 +5,13 @@
 
 #include <QString>
 
+class TerrainRows;
+
 #include <atomic>
 
 // Writes the ZIP archive the extract service hands out for one product and
-// area: the raster and its header, world file, statistics, projection and
-// metadata page. The raster is filled and deflated in blocks of rows on the
+// area: the raster of the given terrain and its header, world file,
+// statistics, projection and metadata page. The raster is filled and deflated in blocks of rows on the
 // global thread pool, a few blocks at a time, so memory stays small and
 // every core works on the costly part.
 class ArchiveBuilder {
@@ -20,7 +22,7 @@ public:
 
     // False when the file cannot be written or when stop was raised; a
     // partly written file is left for the caller to remove.
-    bool write(const QString& path, const std::atomic_bool& stop) const;
+    bool write(const QString& path, const TerrainRows& terrain, const std::atomic_bool& stop) const;
 
 private:
     // Name shared by the entries, derived from product and grid.

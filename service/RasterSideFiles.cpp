@@ -106,7 +106,7 @@ QByteArray RasterSideFiles::projection() const
            "PRIMEM[\"Greenwich\",0.0],UNIT[\"Degree\",0.0174532925199433]]";
 }
 
-QByteArray RasterSideFiles::metadataPage() const
+QByteArray RasterSideFiles::metadataPage(const QString& origin) const
 {
     return QStringLiteral("<HTML><HEAD><TITLE>Extract metadata</TITLE></HEAD><BODY>\r\n"
                           "<H2>%1</H2>\r\n<TABLE>\r\n"
@@ -115,12 +115,12 @@ QByteArray RasterSideFiles::metadataPage() const
                           "<TR><TD>Rows x columns</TD><TD>%4 x %5</TD></TR>\r\n"
                           "<TR><TD>Cell size</TD><TD>%6 degrees</TD></TR>\r\n"
                           "<TR><TD>Horizontal datum</TD><TD>%7</TD></TR>\r\n"
-                          "</TABLE>\r\n<P>Simulated data for testing; not a survey product.</P>\r\n"
+                          "</TABLE>\r\n<P>%8</P>\r\n"
                           "</BODY></HTML>\r\n")
         .arg(QLatin1String(product.title), QLatin1String(product.code), area.text.toHtmlEscaped())
         .arg(grid.rows)
         .arg(grid.columns)
         .arg(grid.step(), 0, 'g', 15)
-        .arg(product.nad83 ? QStringLiteral("NAD83") : QStringLiteral("WGS84"))
+        .arg(product.nad83 ? QStringLiteral("NAD83") : QStringLiteral("WGS84"), origin.toHtmlEscaped())
         .toLatin1();
 }

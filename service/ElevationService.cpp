@@ -60,6 +60,8 @@ HttpResponse ElevationService::summary(const HttpRequest& request)
                 "Unknown product \"%1\", or the area \"%2\" is not north,south,east,west in degrees, "
                 "or it holds more than %3 samples at the product's resolution.")
                 .arg(productCode, areaText, QString::number(sampleLimit)));
+    if (const QString refusal = archives.refusal(*order->product); !refusal.isEmpty())
+        return HttpResponse::failure(410, refusal);
     // The data are prepared while the client reads the waiting pages.
     archives.prepare(*order->product, order->area);
     const QString key = archiveName(*order);
@@ -139,15 +141,20 @@ void ElevationService::archive(const HttpRequest& request, const HttpResponder& 
     }
     // The name the order makes, not the one asked for: the request's text,
     // blanks and line breaks included, stays out of the header.
-    archives.fetch(*order->product, order->area, [respond, name = archiveName(*order)](const QString& path) {
-        if (path.isEmpty()) {
-            respond(HttpResponse::message(500, QStringLiteral("The archive could not be prepared.")));
-            return;
-        }
-        HttpResponse response;
-        response.setHeader("Content-Type", "application/zip");
-        response.setHeader("Content-Disposition", "attachment; filename=\"" + name.toLatin1() + '"');
-        response.bodyFile = path;
-        respond(response);
-    });
+    archives.fetch(*order->product, order->area,
+        [respond, name = archiveName(*order)](const QString& path, const QString& failure) {
+            if (!failure.isEmpty()) {
+                respond(HttpResponse::failure(502, failure));
+                return;
+            }
+            if (path.isEmpty()) {
+                respond(HttpResponse::message(500, QStringLiteral("The archive could not be prepared.")));
+                return;
+            }
+            HttpResponse response;
+            response.setHeader("Content-Type", "application/zip");
+            response.setHeader("Content-Disposition", "attachment; filename=\"" + name.toLatin1() + '"');
+            response.bodyFile = path;
+            respond(response);
+        });
 }

@@ -1,20 +1,21 @@
 #include "ArchiveStore.h"
 
-#include "ArchiveBuilder.h"
-
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QFutureWatcher>
+#include <QPointer>
 #include <QTimer>
 #include <QtConcurrent>
 
-ArchiveStore::ArchiveStore(const QString& directory, bool withHeader, QObject* parent)
+ArchiveStore::ArchiveStore(
+    const QString& directory, bool withHeader, TerrainProvider& terrain, QObject* parent)
     : QObject(parent)
     , temporary(directory.isEmpty() ? std::make_unique<QTemporaryDir>() : nullptr)
     , directory(temporary ? temporary->path() : directory)
     , withHeader(withHeader)
+    , terrain(terrain)
 {
     builders.setMaxThreadCount(1);
 }
@@ -51,16 +52,31 @@ void ArchiveStore::prepare(const ElevationProduct& product, const ExtractArea& a
                              .arg(builder.rasterGrid().columns)
                              .arg(builder.rasterGrid().rows)
                              .arg(QLatin1String(product.code));
+    terrain.load(product, builder.rasterGrid(),
+        [store = QPointer<ArchiveStore>(this), builder, path](
+            std::shared_ptr<const TerrainRows> rows, const QString& failure) {
+            if (!store)
+                return;
+            if (rows)
+                store->build(builder, path, std::move(rows));
+            else
+                store->finish(path, false, failure);
+        });
+}
+
+void ArchiveStore::build(
+    const ArchiveBuilder& builder, const QString& path, std::shared_ptr<const TerrainRows> rows)
+{
     auto* watcher = new QFutureWatcher<bool>(this);
     connect(watcher, &QFutureWatcher<bool>::finished, this, [this, watcher, path] {
         watcher->deleteLater();
         finish(path, watcher->result());
     });
-    watcher->setFuture(QtConcurrent::run(&builders, [this, builder, path] {
+    watcher->setFuture(QtConcurrent::run(&builders, [this, builder, path, rows] {
         QElapsedTimer clock;
         clock.start();
         const QString part = path + QStringLiteral(".part");
-        const bool built = builder.write(part, stop) && QFile::rename(part, path);
+        const bool built = builder.write(part, *rows, stop) && QFile::rename(part, path);
         if (built)
             qInfo().noquote() << QStringLiteral("built %1 in %2 s, %3 bytes")
                                      .arg(QFileInfo(path).fileName())
@@ -76,18 +92,18 @@ void ArchiveStore::fetch(const ElevationProduct& product, const ExtractArea& are
 {
     const QString path = pathFor(product, area);
     if (QFileInfo::exists(path)) {
-        QTimer::singleShot(0, this, [ready, path] { ready(path); });
+        QTimer::singleShot(0, this, [ready, path] { ready(path, {}); });
         return;
     }
     prepare(product, area);
     waiting[path].append(ready);
 }
 
-void ArchiveStore::finish(const QString& path, bool built)
+void ArchiveStore::finish(const QString& path, bool built, const QString& failure)
 {
     const QList<ReadyHandler> handlers = waiting.take(path);
     if (!built)
-        qWarning().noquote() << QStringLiteral("could not build %1").arg(path);
+        qWarning().noquote() << QStringLiteral("could not build %1 %2").arg(path, failure);
     for (const ReadyHandler& ready : handlers)
-        ready(built ? path : QString());
+        ready(built ? path : QString(), failure);
 }

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QPair>
+#include <QQueue>
+#include <QUrl>
+
+#include <functional>
+
+class QNetworkReply;
+
+// The answer of an upstream server, or why there is none.
+struct UpstreamReply {
+    // 0 when no answer came (refused, unknown host, timed out, ...).
+    int status = 0;
+    QByteArray reason;
+    QList<QPair<QByteArray, QByteArray>> headers;
+    // Empty when the body went to a file.
+    QByteArray body;
+    // Set when status is 0: what went wrong, for a reason phrase.
+    QString failure;
+    bool timedOut = false;
+
+    // First value of the field named name, ignoring case.
+    QByteArray header(const QByteArray& name) const;
+};
+
+// GET requests to public servers for one kind of data, with a User-Agent
+// that names the gateway and its user, at most a few at a time (the rest
+// wait in order) and each failing when nothing moves for the timeout. Every
+// call is logged with its status, size and time. Redirects are followed.
+//
+// Life of a call: queued by get(), started when a connection is free,
+// finished with done(reply) from the event loop, never from inside get().
+class UpstreamClient : public QObject {
+    Q_OBJECT
+
+public:
+    struct Call {
+        QUrl url;
+        QList<QPair<QByteArray, QByteArray>> headers = {};
+        // When set, a 200 body is written to this file instead of the reply;
+        // on any other outcome the file is removed.
+        QString file = {};
+    };
+    using Done = std::function<void(const UpstreamReply& reply)>;
+
+    UpstreamClient(
+        const QByteArray& userAgent, int timeoutSeconds, int connections, QObject* parent = nullptr);
+    // Drops the calls under way and queued without calling their done.
+    ~UpstreamClient() override;
+
+    void get(const Call& call, const Done& done);
+    int running() const { return active; }
+
+private:
+    struct Pending {
+        Call call;
+        Done done;
+    };
+
+    void startNext();
+    void start(const Pending& pending);
+    void finish(QNetworkReply* reply, const Pending& pending, qint64 started);
+
+    QNetworkAccessManager network;
+    QByteArray userAgent;
+    int timeoutSeconds;
+    int connections;
+    int active = 0;
+    QQueue<Pending> queue;
+};
