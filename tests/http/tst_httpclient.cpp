@@ -324,7 +324,7 @@ private slots:
             if (peak == 0)
                 QThread::msleep(1000); // a long step that does not return to the event loop
             peak = qMax(peak, residentBytes());
-            if (done > 32 * 1024 * 1024)
+            if (done > 8 * 1024 * 1024)
                 client->abort();
         });
         client->get("/12/100/100.png");
