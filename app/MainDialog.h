@@ -96,6 +96,11 @@ private:
     // goes on with the body.
     bool isReplyForRunningBranch(Request& request, const HttpClient& client, RequestRegistry::Handler handler,
         int requestId, bool error, bool branchAborted, bool& branchFinished);
+    // A body that outgrew the memory limit is logged; true then, and the
+    // run ends like an aborted one.
+    bool isOversized(RequestRegistry::Handler handler, const Request& request);
+    // The elevation service's archive is known by its address, nothing else.
+    static bool isArchiveUrl(const QString& url);
     // The statuses the services answer with when all is well (redirects
     // included).
     static bool isAcceptedStatus(int status);
@@ -111,7 +116,7 @@ private:
 
     // elevation/
     void downloadSeamless();
-    void saveArchive(const QByteArray& body);
+    void saveArchive(Request& request);
     void handleSeamlessPage(const QByteArray& body);
 
     // texture/

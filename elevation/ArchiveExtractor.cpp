@@ -4,6 +4,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStorageInfo>
 #include <QtDebug>
 
 #include <unzip.h>
@@ -14,6 +17,8 @@ namespace {
 
 constexpr int chunkSize = 100000;
 constexpr int infoBufferSize = 1024;
+// Far above the largest raster the service delivers for the largest area.
+constexpr qint64 largestEntry = qint64(2) << 30;
 
 // The file an entry goes to, or nothing when the entry is skipped.
 QString targetOf(const QString& entryName, const QString& baseName)
@@ -26,22 +31,55 @@ QString targetOf(const QString& entryName, const QString& baseName)
     return {};
 }
 
-// Copies the current entry to target in chunks of the buffer's size.
-void copyEntry(unzFile archive, const QString& entryName, const QString& target, QByteArray& buffer)
+// What one entry may take: what the disk holding target has free, and never
+// more than a sane raster.
+qint64 roomFor(const QString& target)
 {
-    QFile file(target);
+    const QStorageInfo disk(QFileInfo(target).absolutePath());
+    return qMin(largestEntry, disk.isValid() ? disk.bytesAvailable() : largestEntry);
+}
+
+enum class Copy { Done, TooLarge, Cancelled };
+
+// Copies the current entry to target in chunks of the buffer's size. The
+// target appears under its name only once the entry is read in full, so an
+// interrupted unpacking never leaves half a file behind.
+Copy copyEntry(unzFile archive, const QString& entryName, const QString& target, qint64 room,
+    QByteArray& buffer, const ArchiveExtractor::Continue& keepGoing)
+{
+    QSaveFile file(target);
     if (!file.open(QIODevice::WriteOnly)) {
         MessageLog::append(ArchiveExtractor::tr("Seamless error: could not write %1.").arg(target));
-    } else {
-        MessageLog::append((unzOpenCurrentFile(archive) == UNZ_OK
-                ? ArchiveExtractor::tr("Seamless: unzOpenCurrentFile() successful for %1.")
-                : ArchiveExtractor::tr("Seamless: unzOpenCurrentFile() failed for %1."))
-                               .arg(entryName));
-        int read;
-        while ((read = unzReadCurrentFile(archive, buffer.data(), unsigned(buffer.size()))) > 0)
-            file.write(buffer.constData(), read);
+        unzCloseCurrentFile(archive);
+        return Copy::Done;
+    }
+    MessageLog::append((unzOpenCurrentFile(archive) == UNZ_OK
+            ? ArchiveExtractor::tr("Seamless: unzOpenCurrentFile() successful for %1.")
+            : ArchiveExtractor::tr("Seamless: unzOpenCurrentFile() failed for %1."))
+                           .arg(entryName));
+    qint64 written = 0;
+    Copy copy = Copy::Done;
+    int read;
+    while ((read = unzReadCurrentFile(archive, buffer.data(), unsigned(buffer.size()))) > 0) {
+        written += read;
+        if (written > room) {
+            copy = Copy::TooLarge;
+            break;
+        }
+        file.write(buffer.constData(), read);
+        if (keepGoing && !keepGoing()) {
+            copy = Copy::Cancelled;
+            break;
+        }
     }
     unzCloseCurrentFile(archive);
+    if (copy == Copy::TooLarge)
+        MessageLog::append(
+            ArchiveExtractor::tr("Seamless error: %1 inflates to more than %2 bytes; unzip stopped.")
+                .arg(entryName, QString::number(room)));
+    if (copy == Copy::Done)
+        file.commit();
+    return copy;
 }
 
 } // namespace
@@ -58,7 +96,7 @@ void ArchiveExtractor::removeOldSideFiles(const QString& directory)
     }
 }
 
-void ArchiveExtractor::extract(const QString& archivePath, const QString& baseName)
+bool ArchiveExtractor::extract(const QString& archivePath, const QString& baseName, const Continue& keepGoing)
 {
     unzFile archive = unzOpen(QFile::encodeName(archivePath).constData());
     MessageLog::append(
@@ -81,8 +119,25 @@ void ArchiveExtractor::extract(const QString& archivePath, const QString& baseNa
             MessageLog::append(tr("Seamless: unzGetCurrentFileInfo() successful."));
             MessageLog::append(tr("Seamless: szFileName = %1, uncompressed_size = %2.")
                                    .arg(entryName, QString::number(info.uncompressed_size)));
-            if (const QString target = targetOf(entryName, baseName); !target.isEmpty())
-                copyEntry(archive, entryName, target, buffer);
+            const QString target = targetOf(entryName, baseName);
+            const qint64 room = target.isEmpty() ? 0 : roomFor(target);
+            // The size an entry claims is checked before anything is written.
+            if (!target.isEmpty() && qint64(info.uncompressed_size) > room) {
+                MessageLog::append(
+                    tr("Seamless error: %1 claims %2 bytes, more than the %3 bytes it may "
+                       "take; unzip stopped.")
+                        .arg(entryName, QString::number(info.uncompressed_size), QString::number(room)));
+                break;
+            }
+            const Copy copy = target.isEmpty()
+                ? Copy::Done
+                : copyEntry(archive, entryName, target, room, buffer, keepGoing);
+            if (copy == Copy::Cancelled) {
+                unzClose(archive);
+                return false;
+            }
+            if (copy == Copy::TooLarge)
+                break;
         } else {
             MessageLog::append(tr("Seamless: unzGetCurrentFileInfo() failed."));
         }
@@ -93,6 +148,7 @@ void ArchiveExtractor::extract(const QString& archivePath, const QString& baseNa
     if (unzClose(archive) != UNZ_OK)
         MessageLog::append(tr("Seamless: Could not close %1.").arg(archivePath));
     MessageLog::append(tr("Seamless: Unzip finished."));
+    return true;
 }
 
 bool ArchiveExtractor::rasterExtracted(const QString& baseName)

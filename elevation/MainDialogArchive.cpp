@@ -13,7 +13,14 @@ void MainDialog::slotCreateBIL()
         return;
     ArchiveExtractor::removeOldSideFiles(SettingsStore::workingDirectory());
     const QString archive = baseFileName + QStringLiteral(".zip");
-    ArchiveExtractor::extract(archive, baseFileName);
+    // The window stays live while a large raster is unpacked, and Cancel
+    // ends the unpacking.
+    const bool unpacked = ArchiveExtractor::extract(archive, baseFileName, [this] {
+        QCoreApplication::processEvents();
+        return !seamlessAborted;
+    });
+    if (!unpacked)
+        return;
     progressBarExtracting->setValue(progressBarExtracting->maximum());
     QCoreApplication::processEvents();
 

@@ -47,7 +47,9 @@ void MainDialog::seamlessRefresh()
     const QUrl url(seamlessUrl);
     seamlessHttp->setHost(url.host(), ServiceEndpoint::elevationServer().port());
     const QString path = url.toString(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment);
-    const int id = requests.issue(*seamlessHttp, path, url.toString());
+    // The archive goes straight to disk as it arrives.
+    const QString archive = isArchiveUrl(url.toString()) ? baseFileName + QStringLiteral(".zip") : QString();
+    const int id = requests.issue(*seamlessHttp, path, url.toString(), archive);
     if (verbose)
         addMessage(tr("seamlessRefresh(): requestId = %1, host = %3, path = %4")
                        .arg(QString::number(id), url.host(), path));
@@ -115,26 +117,28 @@ void MainDialog::seamlessHttpRequestFinished(int requestId, bool error)
         return;
     }
 
-    request->buffer->close();
-    const QByteArray body = request->buffer->data();
-    request->releaseBuffer();
-    // An archive is known by the address it was asked for, nothing else.
-    if (request->url.right(4).compare(QLatin1String(".zip"), Qt::CaseInsensitive) == 0) {
-        saveArchive(body);
+    if (isArchiveUrl(request->url)) {
+        saveArchive(*request);
+        request->releaseBuffer();
         QTimer::singleShot(1000, this, &MainDialog::slotCreateBIL);
         return;
     }
+    request->buffer->close();
+    const QByteArray body = request->buffer->data();
+    request->releaseBuffer();
     progressBarDownloadingZipFile->setValue(0);
     handleSeamlessPage(body);
 }
 
-void MainDialog::saveArchive(const QByteArray& body)
+// The body is in the archive's file already; committing it gives the file
+// its name, so a half-received archive never stands under it.
+void MainDialog::saveArchive(Request& request)
 {
     const QString path = baseFileName + QStringLiteral(".zip");
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    const bool opened = request.file && request.file->isOpen();
+    if (!opened)
         addMessage(tr("Seamless error: Could not open file %1.").arg(path));
-    if (file.write(body) != body.size() || !file.flush())
+    if (!opened || !request.file->commit())
         addMessage(tr("Seamless error: Could not save file %1.").arg(path));
     else if (verbose)
         addMessage(tr("Seamless: File %1 saved.").arg(path));

@@ -28,7 +28,10 @@ void MainDialog::geocodeRequestFinished(int requestId, bool error)
         return;
     if (error) {
         qDebug() << geocodeHttp->errorString();
+        const bool oversized = isOversized(RequestRegistry::Handler::Geocode, *request);
         request->releaseBuffer();
+        if (oversized)
+            endAbortedBranch(geocodeFinished);
         return;
     }
     if (geocodeAborted) {

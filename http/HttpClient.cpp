@@ -29,7 +29,24 @@ bool isTransportFailure(const QNetworkReply* reply)
     return status < 400 || error <= QNetworkReply::UnknownNetworkError;
 }
 
-int clampedToInt(qint64 value) { return int(qMin<qint64>(value, std::numeric_limits<int>::max())); }
+int clampedToInt(qint64 value)
+{
+    return int(qBound(qint64(0), value, qint64(std::numeric_limits<int>::max())));
+}
+
+// What the network thread may read ahead of the body's consumer; a fast
+// server is held back instead of filling memory.
+constexpr qint64 readBufferSize = 1024 * 1024;
+
+// The network module reads an unparsable chunk size as the last chunk and
+// reports the truncated body as complete. The body of an OK answer then
+// ends before its first byte: a server with nothing to send says so with
+// Content-Length: 0 or another status.
+bool isBrokenChunkedBody(const QNetworkReply* reply, qint64 bodyDone)
+{
+    return bodyDone == 0 && reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200
+        && reply->rawHeader("Transfer-Encoding").trimmed().toLower() == "chunked";
+}
 
 } // namespace
 
@@ -139,6 +156,7 @@ void HttpClient::startGet()
     bodyTotal = 0;
     bodyDone = 0;
     reply = manager->get(request);
+    reply->setReadBufferSize(readBufferSize);
     connect(reply, &QNetworkReply::metaDataChanged, this, &HttpClient::emitHeaderOnce);
     connect(reply, &QNetworkReply::readyRead, this, &HttpClient::readBody);
     connect(reply, &QNetworkReply::finished, this, &HttpClient::replyFinished);
@@ -154,12 +172,13 @@ void HttpClient::emitHeaderOnce()
     const HttpResponseHeader header(status.toInt(),
         QString::fromLatin1(reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toByteArray()),
         reply->rawHeaderPairs());
-    bodyTotal = header.contentLength();
+    // A negative length is as good as none.
+    bodyTotal = qMax<qint64>(0, header.contentLength());
     emit responseHeaderReceived(header);
 }
 
 // Each piece goes straight to the device, so a large body is never held in
-// full by the client.
+// full by the client. A device that does not take a piece ends the transfer.
 void HttpClient::readBody()
 {
     const int id = current.id;
@@ -170,8 +189,11 @@ void HttpClient::readBody()
     const QByteArray piece = reply->readAll();
     if (piece.isEmpty())
         return;
-    if (current.device)
-        current.device->write(piece);
+    if (current.device && current.device->write(piece) != piece.size()) {
+        lastError = tr("The body could not be stored");
+        finishCurrent(true);
+        return;
+    }
     bodyDone += piece.size();
     emit dataReadProgress(clampedToInt(bodyDone), clampedToInt(bodyTotal));
 }
@@ -182,9 +204,10 @@ void HttpClient::replyFinished()
     readBody();
     if (current.id != id)
         return;
-    const bool failed = isTransportFailure(reply);
+    const bool broken = reply->error() == QNetworkReply::NoError && isBrokenChunkedBody(reply, bodyDone);
+    const bool failed = broken || isTransportFailure(reply);
     if (failed)
-        lastError = reply->errorString();
+        lastError = broken ? tr("Invalid HTTP chunked body") : reply->errorString();
     finishCurrent(failed);
 }
 

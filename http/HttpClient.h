@@ -24,8 +24,9 @@ class QNetworkReply;
 //            finishes at once with requestFinished(id, false), no traffic.
 //   GET      responseHeaderReceived(header) once, dataReadProgress(done, total)
 //            per received piece of the body, requestFinished(id, error).
-//   failed   a transport failure (refused, reset, unknown host, timeout)
-//            finishes with error = true and drops every queued operation
+//   failed   a transport failure (refused, reset, unknown host, timeout,
+//            a broken chunked body) or a device that does not take a piece
+//            of the body finishes with error = true and drops every queued operation
 //            without a report. An HTTP error status is a normal answer.
 //   aborted  abort() finishes the started operation with error = true before
 //            it returns and drops the queued ones without a report; with
@@ -46,8 +47,10 @@ public:
     // Queues a host setting for the GETs issued after it.
     int setHost(const QString& host, quint16 port = ServiceEndpoint::defaultPort);
     // Queues a GET of path (which may carry a query). The body is written to
-    // `to` as it arrives; the device stays owned by the caller and must stay
-    // open until the request finishes. Without a device the body is dropped.
+    // `to` as it arrives, the network reading only a little ahead of it; the
+    // device stays owned by the caller and must stay open until the request
+    // finishes. A device that refuses a piece (full, or a size limit) fails
+    // the request. Without a device the body is dropped.
     int get(const QString& path, QIODevice* to = nullptr);
 
     void abort();

@@ -50,6 +50,8 @@ QByteArray HttpResponse::standardReason(int status)
     switch (status) {
     case 200:
         return "OK";
+    case 204:
+        return "No Content";
     case 301:
         return "Moved Permanently";
     case 302:

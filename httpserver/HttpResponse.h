@@ -15,6 +15,7 @@
 //     HttpResponse gone { .status = 404, .reason = "Kachel nicht gefunden" };
 //     HttpResponse slow { .body = big, .pieceSize = 4096, .pieceDelayMs = 20 };
 //     HttpResponse cut { .body = big, .dropAfter = 1000 };
+//     HttpResponse flood { .body = piece, .framing = Framing::CloseDelimited, .endless = true };
 struct HttpResponse {
     enum class Framing {
         ContentLength, // "Content-Length" is added to the headers
@@ -39,6 +40,9 @@ struct HttpResponse {
     qint64 dropAfter = -1;
     // Read the request and never answer it; the connection stays open.
     bool silent = false;
+    // Send the body over and over without end, as the socket drains (meant
+    // for close-delimited framing; an empty body is sent once as usual).
+    bool endless = false;
 
     // A page in ISO-8859-1.
     static HttpResponse page(int status, const QString& html);

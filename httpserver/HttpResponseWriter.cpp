@@ -69,6 +69,11 @@ void HttpResponseWriter::tick()
 
 void HttpResponseWriter::writePiece()
 {
+    if (answer.endless && !answer.body.isEmpty()) {
+        socket->write(answer.body);
+        sent += answer.body.size();
+        return;
+    }
     const qint64 length
         = std::min(answer.pieceSize > 0 ? answer.pieceSize : defaultPieceSize, limit() - sent);
     const QByteArray piece = file.isOpen() ? file.read(length) : answer.body.mid(sent, length);

@@ -108,8 +108,9 @@ bool MainDialog::isReplyForRunningBranch(Request& request, const HttpClient& cli
 {
     if (error) {
         qDebug() << client.errorString();
+        const bool oversized = isOversized(handler, request);
         request.releaseBuffer();
-        if (branchAborted)
+        if (branchAborted || oversized)
             endAbortedBranch(branchFinished);
         return false;
     }
@@ -122,6 +123,25 @@ bool MainDialog::isReplyForRunningBranch(Request& request, const HttpClient& cli
         request.releaseBuffer();
         return false;
     }
+    return true;
+}
+
+bool MainDialog::isArchiveUrl(const QString& url)
+{
+    return url.right(4).compare(QLatin1String(".zip"), Qt::CaseInsensitive) == 0;
+}
+
+bool MainDialog::isOversized(RequestRegistry::Handler handler, const Request& request)
+{
+    if (!request.overflowed())
+        return false;
+    QString source = QStringLiteral("geocode");
+    if (handler == RequestRegistry::Handler::Seamless)
+        source = QStringLiteral("Seamless");
+    else if (handler == RequestRegistry::Handler::OpenStreetMap)
+        source = QStringLiteral("OpenStreetMap");
+    addMessage(tr("%1 error: The answer to %2 is larger than %3 bytes; download aborted.")
+                   .arg(source, request.url, QString::number(Request::bodyLimit)));
     return true;
 }
 

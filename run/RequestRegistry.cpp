@@ -30,10 +30,11 @@ QString tr(const char* text) { return QCoreApplication::translate("MainDialog", 
 
 } // namespace
 
-int RequestRegistry::issue(HttpClient& client, const QString& path, const QString& url)
+int RequestRegistry::issue(
+    HttpClient& client, const QString& path, const QString& url, const QString& fileName)
 {
-    Record record(new Request(url));
-    const int id = client.get(path, record->buffer);
+    Record record(new Request(url, fileName));
+    const int id = client.get(path, record->device());
     records.insert(id, record);
     return id;
 }

@@ -24,10 +24,12 @@ public:
     // The handler's function name, as its log lines give it.
     static QString handlerName(Handler handler);
 
-    // Creates the record, issues the GET with the record's buffer as output
-    // device and stores the record under the returned id, replacing an
-    // entry with the same id. Returns the id.
-    int issue(HttpClient& client, const QString& path, const QString& url);
+    // Creates the record, issues the GET with the record's device as output
+    // (its buffer, or a file of that name when one is given) and stores the
+    // record under the returned id, replacing an entry with the same id.
+    // Returns the id.
+    int issue(
+        HttpClient& client, const QString& path, const QString& url, const QString& fileName = QString());
 
     Record find(int id) const;
     void clear();

@@ -1,5 +1,9 @@
 #include "FaultSwitches.h"
 
+#include "PngBomb.h"
+
+#include <QFile>
+
 #include <algorithm>
 
 QString FaultSwitches::parse(const QStringList& switches, int minimum, int maximum, QList<Rule>& into)
@@ -32,7 +36,17 @@ QString FaultSwitches::addSlowBodies(const QStringList& switches)
 
 void FaultSwitches::addDrops(const QStringList& prefixes) { drops += prefixes; }
 
+void FaultSwitches::addEarlyDrops(const QStringList& prefixes) { earlyDrops += prefixes; }
+
 void FaultSwitches::addSilences(const QStringList& prefixes) { silences += prefixes; }
+
+void FaultSwitches::addEndlessBodies(const QStringList& prefixes) { endlessBodies += prefixes; }
+
+void FaultSwitches::addBrokenChunks(const QStringList& prefixes) { brokenChunks += prefixes; }
+
+void FaultSwitches::addNegativeLengths(const QStringList& prefixes) { negativeLengths += prefixes; }
+
+void FaultSwitches::addPngBombs(const QStringList& prefixes) { pngBombs += prefixes; }
 
 std::optional<int> FaultSwitches::find(const QList<Rule>& rules, const QString& path)
 {
@@ -53,9 +67,39 @@ std::optional<int> FaultSwitches::statusFor(const QString& path) const { return 
 
 void FaultSwitches::applyDelivery(const QString& path, HttpResponse& response) const
 {
+    if (matches(pngBombs, path)) {
+        response.bodyFile.clear();
+        response.body = PngBomb::bytes();
+    }
+    // Archives are a few megabytes at most here: the tampered copy is held
+    // in memory.
+    if (archiveFault && response.bodyFile.endsWith(QLatin1String(".zip"))) {
+        QFile archive(response.bodyFile);
+        if (archive.open(QIODevice::ReadOnly)) {
+            response.body = ArchiveTamper::apply(archive.readAll(), *archiveFault);
+            response.bodyFile.clear();
+        }
+    }
     if (const std::optional<int> rate = find(slowBodies, path))
         response.setByteRate(*rate);
     if (matches(drops, path))
         response.dropAfter = response.bodySize() / 2;
+    if (matches(earlyDrops, path))
+        response.dropAfter = 0;
     response.silent = matches(silences, path);
+    if (matches(endlessBodies, path) && response.bodyFile.isEmpty() && !response.body.isEmpty()) {
+        response.framing = HttpResponse::Framing::CloseDelimited;
+        response.endless = true;
+    }
+    // Framing faults speak for themselves: the header fields are set here and
+    // the body follows without a length, up to the close.
+    if (matches(brokenChunks, path) && response.bodyFile.isEmpty()) {
+        response.framing = HttpResponse::Framing::CloseDelimited;
+        response.setHeader("Transfer-Encoding", "chunked");
+        response.body.prepend("zz\r\n");
+    }
+    if (matches(negativeLengths, path)) {
+        response.framing = HttpResponse::Framing::CloseDelimited;
+        response.setHeader("Content-Length", "-1");
+    }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ArchiveTamper.h"
 #include "HttpResponse.h"
 
 #include <QList>
@@ -17,11 +18,19 @@ public:
     QString addStatuses(const QStringList& switches);
     QString addSlowBodies(const QStringList& switches);
     void addDrops(const QStringList& prefixes);
+    void addEarlyDrops(const QStringList& prefixes);
     void addSilences(const QStringList& prefixes);
+    void addEndlessBodies(const QStringList& prefixes);
+    void addBrokenChunks(const QStringList& prefixes);
+    void addNegativeLengths(const QStringList& prefixes);
+    void addPngBombs(const QStringList& prefixes);
+    // Every archive (a body from a file ending in ".zip") is sent tampered.
+    void setArchiveFault(ArchiveTamper::Fault fault) { archiveFault = fault; }
 
     // The status that replaces every answer under the path, if any.
     std::optional<int> statusFor(const QString& path) const;
-    // Marks the response for a slow, dropped or silent delivery.
+    // Marks the response for a slow, dropped, silent, endless or wrongly
+    // framed delivery.
     void applyDelivery(const QString& path, HttpResponse& response) const;
 
 private:
@@ -37,5 +46,11 @@ private:
     QList<Rule> statuses;
     QList<Rule> slowBodies;
     QStringList drops;
+    QStringList earlyDrops;
     QStringList silences;
+    QStringList endlessBodies;
+    QStringList brokenChunks;
+    QStringList negativeLengths;
+    QStringList pngBombs;
+    std::optional<ArchiveTamper::Fault> archiveFault;
 };

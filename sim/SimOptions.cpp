@@ -58,6 +58,10 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
             QStringLiteral("Close the connection after half of the body for paths starting with prefix. "
                            "Repeatable."),
             QStringLiteral("prefix") },
+        { QStringLiteral("drop-before-body"),
+            QStringLiteral("Close the connection right after the head for paths starting with prefix. "
+                           "Repeatable."),
+            QStringLiteral("prefix") },
         { QStringLiteral("no-answer"),
             QStringLiteral("Read requests whose path starts with prefix and never answer them; the "
                            "connection stays open until the client gives up. Repeatable."),
@@ -66,6 +70,24 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
             QStringLiteral("Send bodies of paths starting with prefix at this many bytes per second. "
                            "Repeatable."),
             QStringLiteral("rate:prefix") },
+        { QStringLiteral("endless-body"),
+            QStringLiteral("Send the body of paths starting with prefix over and over without end. "
+                           "Repeatable."),
+            QStringLiteral("prefix") },
+        { QStringLiteral("broken-chunks"),
+            QStringLiteral("Announce a chunked body for paths starting with prefix and send a chunk size "
+                           "that is no number. Repeatable."),
+            QStringLiteral("prefix") },
+        { QStringLiteral("negative-length"),
+            QStringLiteral("Announce Content-Length: -1 for paths starting with prefix. Repeatable."),
+            QStringLiteral("prefix") },
+        { QStringLiteral("png-bomb"),
+            QStringLiteral("Answer paths starting with prefix with a tiny PNG that declares 100000 x 100000 "
+                           "pixels. Repeatable."),
+            QStringLiteral("prefix") },
+        { QStringLiteral("archive-fault"),
+            QStringLiteral("Send every archive tampered: %1.").arg(ArchiveTamper::names()),
+            QStringLiteral("kind") },
         { QStringLiteral("download-buttons"),
             QStringLiteral("Download buttons on the request summary page: 0, 1 or 2 (default: 1)."),
             QStringLiteral("count"), QStringLiteral("1") },
@@ -103,6 +125,18 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
     if (!error.isEmpty())
         return failure(error);
     options.faults.addDrops(parser.values(QStringLiteral("drop-body")));
+    options.faults.addEarlyDrops(parser.values(QStringLiteral("drop-before-body")));
     options.faults.addSilences(parser.values(QStringLiteral("no-answer")));
+    options.faults.addEndlessBodies(parser.values(QStringLiteral("endless-body")));
+    options.faults.addBrokenChunks(parser.values(QStringLiteral("broken-chunks")));
+    options.faults.addNegativeLengths(parser.values(QStringLiteral("negative-length")));
+    options.faults.addPngBombs(parser.values(QStringLiteral("png-bomb")));
+    if (parser.isSet(QStringLiteral("archive-fault"))) {
+        const std::optional<ArchiveTamper::Fault> fault
+            = ArchiveTamper::parse(parser.value(QStringLiteral("archive-fault")));
+        if (!fault)
+            return failure(QStringLiteral("--archive-fault takes one of: %1").arg(ArchiveTamper::names()));
+        options.faults.setArchiveFault(*fault);
+    }
     return options;
 }

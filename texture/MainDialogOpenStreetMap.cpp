@@ -4,10 +4,11 @@
 #include "app/SettingsStore.h"
 #include "http/HttpClient.h"
 #include "http/ReplyDebugFile.h"
+#include "texture/TileImage.h"
 #include "texture/TileList.h"
 
 #include <QBuffer>
-#include <QFile>
+#include <QSaveFile>
 #include <QTimer>
 
 #include <algorithm>
@@ -102,16 +103,17 @@ void MainDialog::saveTile(int index, const QByteArray& body)
     const QString fileName = TileList::fileName(workingDirectory, tiles[index]);
     if (body.contains("Error"))
         ReplyDebugFile::append(workingDirectory, ReplyDebugFile::OpenStreetMap, body);
-    const bool decoded = !QImage::fromData(body, "PNG").isNull();
+    const bool decoded = !TileImage::decode(body).isNull();
     if (!decoded)
         addMessage(tr("OpenStreetMap error: Could not load image from buffer."));
     progressBarDownloadingSingleTiles->setMaximum(int(tiles.size()));
     progressBarDownloadingSingleTiles->setValue(index + 1);
     QCoreApplication::processEvents();
     // A body that decodes is a PNG already: it is stored as it came, which
-    // keeps every pixel without encoding the tile again.
-    QFile file(fileName);
-    if (!decoded || !file.open(QIODevice::WriteOnly) || file.write(body) != body.size() || !file.flush()) {
+    // keeps every pixel without encoding the tile again. The tile takes its
+    // name only once it is written in full.
+    QSaveFile file(fileName);
+    if (!decoded || !file.open(QIODevice::WriteOnly) || file.write(body) != body.size() || !file.commit()) {
         addMessage(tr("OpenStreetMap error: Could not save image %1.").arg(fileName));
     } else if (verbose) {
         addMessage(tr("OpenStreetMap: Image %1 saved.").arg(fileName));

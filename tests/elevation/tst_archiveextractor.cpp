@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include <zip.h>
 
@@ -38,6 +39,22 @@ bool writeZip(const QString& path, const Entries& entries)
             return false;
     }
     return zipClose(zip, nullptr) == ZIP_OK;
+}
+
+// Makes the first entry of the archive claim `size` bytes, in its local
+// header and in the central directory, as a bomb or a lying archive does.
+bool claimSize(const QString& path, quint32 size)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
+        return false;
+    QByteArray bytes = file.readAll();
+    const qsizetype central = bytes.indexOf(QByteArray("PK\x01\x02", 4));
+    if (!bytes.startsWith(QByteArray("PK\x03\x04", 4)) || central < 0)
+        return false;
+    for (const qsizetype at : { qsizetype(22), central + 24 })
+        qToLittleEndian(size, bytes.data() + at);
+    return file.seek(0) && file.write(bytes) == bytes.size();
 }
 
 QStringList filesBelow(const QString& root)
@@ -179,6 +196,40 @@ private slots:
         QFile file(base + ".bil");
         QVERIFY(file.open(QIODevice::ReadOnly));
         QVERIFY(file.readAll() == data);
+    }
+
+    void entryClaimingGigabytesStopsTheUnzip()
+    {
+        QVERIFY(writeZip(archive, { { "a.bil", QByteArray(1000, 'b') }, { "a.hdr", "h" } }));
+        QVERIFY(claimSize(archive, 0xF0000000));
+        ArchiveExtractor::extract(archive, base);
+
+        QCOMPARE(log.value(3), "Seamless: szFileName = a.bil, uncompressed_size = 4026531840.");
+        QVERIFY2(log.value(4).startsWith("Seamless error: a.bil claims 4026531840 bytes, more than the "),
+            qPrintable(log.value(4)));
+        QVERIFY(log.value(4).endsWith(" bytes it may take; unzip stopped."));
+        QCOMPARE(log.mid(5), QStringList { "Seamless: Unzip finished." });
+        QVERIFY(!QFile::exists(base + ".bil"));
+        QVERIFY(!QFile::exists(base + ".hdr"));
+    }
+
+    // The caller's check runs between chunks (the window repaints, Cancel
+    // is seen); a stop leaves no partial target and no more log lines.
+    void stopBetweenChunks()
+    {
+        QByteArray data(1000000, Qt::Uninitialized);
+        QRandomGenerator(5).fillRange(reinterpret_cast<quint32*>(data.data()), data.size() / 4);
+        QVERIFY(writeZip(archive, { { "a.hdr", "h" }, { "a.bil", data } }));
+        int calls = 0;
+        QVERIFY(!ArchiveExtractor::extract(archive, base, [&] { return ++calls < 4; }));
+
+        QCOMPARE(calls, 4);
+        QCOMPARE(log.last(), "Seamless: unzOpenCurrentFile() successful for a.bil.");
+        QVERIFY(QFile::exists(base + ".hdr"));
+        QStringList expected { QFileInfo(archive).fileName(), QFileInfo(base).fileName() + ".hdr",
+            "messages.txt" };
+        expected.sort();
+        QCOMPARE(filesBelow(work), expected);
     }
 
     void unwritableTargetIsSkipped()

@@ -1,10 +1,14 @@
 #include "http/HttpClient.h"
 
+#include "SimProcess.h"
 #include "TestHttpServer.h"
+#include "http/BoundedBuffer.h"
 
 #include <QBuffer>
+#include <QFile>
 #include <QRandomGenerator>
 #include <QTest>
+#include <QThread>
 
 using Response = TestHttpServer::Response;
 Q_DECLARE_METATYPE(Response)
@@ -44,6 +48,18 @@ struct EventLog {
     QList<HttpResponseHeader> headers;
     QList<QPair<int, int>> progress;
 };
+
+qint64 residentBytes()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong() * 1024;
+    }
+    return 0;
+}
 
 } // namespace
 
@@ -232,6 +248,90 @@ private slots:
         client->setHost(server->host(), server->port());
         client->get("/after");
         QTRY_VERIFY(log->events.contains("finished 4 0"));
+    }
+
+    void brokenFraming_data()
+    {
+        QTest::addColumn<Response>("response");
+        QTest::addColumn<bool>("error");
+        QTest::addColumn<QByteArray>("body");
+
+        const auto raw = [](const QByteArray& name, const QByteArray& value, const QByteArray& body) {
+            return Response {
+                .headers = { { name, value } }, .body = body, .framing = Response::Framing::CloseDelimited
+            };
+        };
+        QTest::newRow("chunk size that is no number")
+            << raw("Transfer-Encoding", "chunked", "zz\r\nhello\r\n0\r\n\r\n") << true << QByteArray();
+        QTest::newRow("negative Content-Length")
+            << raw("Content-Length", "-5", "hello") << false << QByteArray("hello");
+        QTest::newRow("empty chunked body of a redirect") << Response { .status = 302,
+            .headers = { { "Location", "/a.zip" }, { "Transfer-Encoding", "chunked" } },
+            .body = "0\r\n\r\n",
+            .framing = Response::Framing::CloseDelimited } << false
+                                                          << QByteArray();
+        QTest::newRow("empty body with a length") << Response { .body = "" } << false << QByteArray();
+    }
+
+    // A body that cannot be decoded fails instead of passing for an empty
+    // one, and progress never goes below zero.
+    void brokenFraming()
+    {
+        QFETCH(Response, response);
+        QFETCH(bool, error);
+        QFETCH(QByteArray, body);
+        server->setResponse("/f", response);
+        QBuffer buffer;
+        buffer.open(QIODevice::ReadWrite);
+        client->get("/f", &buffer);
+        const QString finished = QStringLiteral("finished 1 %1").arg(int(error));
+        QTRY_VERIFY(log->events.contains(finished));
+
+        QCOMPARE(buffer.data(), body);
+        QCOMPARE(client->errorString() == QLatin1String("Invalid HTTP chunked body"), error);
+        for (const auto& [done, total] : std::as_const(log->progress))
+            QVERIFY(done >= 0 && total >= 0);
+    }
+
+    void deviceThatRefusesTheBodyFailsTheRequest()
+    {
+        server->setResponse("/big", { .body = QByteArray(3000, 'b'), .pieceSize = 500 });
+        BoundedBuffer buffer(1200);
+        buffer.open(QIODevice::ReadWrite);
+        client->get("/big", &buffer);
+        client->get("/queued");
+        QTRY_VERIFY(log->events.contains("finished 1 1"));
+        QTest::qWait(200);
+
+        QCOMPARE(log->events.last(), "finished 1 1");
+        QVERIFY(buffer.overflowed());
+        QVERIFY(buffer.size() <= 1200);
+        QCOMPARE(client->errorString(), "The body could not be stored");
+    }
+
+    // The network reads only a little ahead of the slots: a body without end
+    // does not pile up in memory while the event loop is held up, even when
+    // it goes to no device at all.
+    void endlessBodyStaysBounded()
+    {
+        // A server of its own process keeps sending while this thread sleeps.
+        SimProcess sim({ QStringLiteral("--endless-body"), QStringLiteral("/12/") });
+        QVERIFY(sim.isRunning());
+        client->setHost(sim.url(QString()).host(), quint16(sim.url(QString()).port()));
+        const qint64 before = residentBytes();
+        qint64 peak = 0;
+        connect(client, &HttpClient::dataReadProgress, this, [&](int done) {
+            if (peak == 0)
+                QThread::msleep(1000); // a long step that does not return to the event loop
+            peak = qMax(peak, residentBytes());
+            if (done > 8 * 1024 * 1024)
+                client->abort();
+        });
+        client->get("/12/100/100.png");
+        QTRY_VERIFY_WITH_TIMEOUT(log->events.contains("finished 2 1"), 30000);
+
+        QVERIFY2(peak - before < 64 * 1024 * 1024,
+            qPrintable(QStringLiteral("grew by %1 MiB").arg((peak - before) >> 20)));
     }
 
     void transportFailureDropsTheQueue_data()
