@@ -40,8 +40,9 @@ private:
     bool findDataOffset(QFile& dataFile, qint64& offset);
     void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
         SampleConverter& converter, ElevationImage& image);
+    void logOutOfMemory(int width, int height);
     bool replaceNodata(ElevationImage& image);
-    // The number of NODATA pixels, or -1 when the mask could not be saved.
+    // The number of NODATA pixels, or -1 when the mask could not be made or saved.
     qint64 saveNodataMask(const ElevationImage& image, const QString& fileName);
     void setNodataToZero(ElevationImage& image);
     bool writeColorFile(double cosLat);
