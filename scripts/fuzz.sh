@@ -26,13 +26,22 @@ dir=build-fuzz
   || cmake -S . -B "$dir" -DRELKA_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$dir" --target "fuzz_$target" --parallel "$(nproc)"
 
+# Words the mutations insert, where the inputs are text with markers.
+options=()
+case $target in
+  bilheader | import) options+=(-dict="$PWD/tests/fuzz/header.dict") ;;
+  refreshheader | requestform | geocodepage) options+=(-dict="$PWD/tests/fuzz/page.dict") ;;
+esac
+
 mkdir -p "$dir/corpus/$target" "$dir/artifacts"
 export QT_QPA_PLATFORM=offscreen
 export ASAN_OPTIONS=detect_leaks=1
 export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp
 export UBSAN_OPTIONS=print_stacktrace=1
-# Without standard input, and with the fuzzer's own limit on the size of an
-# input; the time limit ends an input that hangs.
-"$dir/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-  -print_final_stats=1 -artifact_prefix="$dir/artifacts/$target-" \
-  "$dir/corpus/$target" "tests/fuzz/corpus/$target" </dev/null
+# Absolute paths: the target moves into a temporary folder of its own before
+# it reads them. Without standard input, and with the fuzzer's own limit on
+# the size of an input; the time limit ends an input that hangs.
+out=$PWD/$dir
+"$out/tests/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  -print_final_stats=1 -artifact_prefix="$out/artifacts/$target-" "${options[@]}" \
+  "$out/corpus/$target" "$PWD/tests/fuzz/corpus/$target" </dev/null
