@@ -23,6 +23,17 @@ double leadingNumber(const QString& text)
     return strtod_l(text.toLatin1().constData(), nullptr, cLocale);
 }
 
+// Rows and columns the import accepts, as the validation texts name them.
+constexpr int minimumSize = 16;
+constexpr int maximumSize = 32768;
+
+bool sizeValid(int size) { return size >= minimumSize && size <= maximumSize; }
+
+// NaN fails every comparison, so it is no valid pixel size either.
+bool pixelSizeValid(double size) { return size > 0 && std::isfinite(size); }
+
+bool coordinateValid(double c) { return c != BilHeaderFile::unset && std::isfinite(c); }
+
 bool startsWithAny(const QString& key, std::initializer_list<const char*> keywords)
 {
     for (const char* keyword : keywords)
@@ -30,6 +41,10 @@ bool startsWithAny(const QString& key, std::initializer_list<const char*> keywor
             return true;
     return false;
 }
+
+// Pixel steps between the first and the last of count pixel centres; in
+// double, since count is whatever the header says.
+double steps(int count) { return double(count) - 1; }
 
 } // namespace
 
@@ -156,16 +171,16 @@ void BilHeaderFile::complete()
     }
     if (ulY == unset) {
         if (rows != -1 && yllCorner != unset && pixelHeight != unset)
-            ulY = (rows - 1) * pixelHeight + yllCorner;
+            ulY = steps(rows) * pixelHeight + yllCorner;
         else
             readWorldFile();
     }
     // Without their inputs these give wrong numbers rather than unset; only
     // the exact marker counts as missing.
     if (pixelWidth == unset)
-        pixelWidth = (lrX - ulX) / (cols - 1);
+        pixelWidth = (lrX - ulX) / steps(cols);
     if (pixelHeight == unset)
-        pixelHeight = (ulY - lrY) / (rows - 1);
+        pixelHeight = (ulY - lrY) / steps(rows);
 }
 
 QString BilHeaderFile::sideFileName(const QString& suffix) const
@@ -197,7 +212,7 @@ void BilHeaderFile::readWorldFile()
     pixelHeight = std::abs(next());
     ulX = next();
     // The world file gives the centre of the bottom-left pixel.
-    ulY = next() + (rows - 1) * pixelHeight;
+    ulY = next() + steps(rows) * pixelHeight;
 }
 
 void BilHeaderFile::readStatisticsFile()
@@ -241,9 +256,11 @@ void BilHeaderFile::guessSampleWidth()
         { 2, QT_TR_NOOP("BilHeaderFile: guessing 16 bits per pixel from the file size.") },
         { 4, QT_TR_NOOP("BilHeaderFile: guessing 32 bits per pixel from the file size.") },
     };
+    // Divided rather than multiplied: the header's product may be anything
+    // up to 2^62, beyond what four bytes a sample leave room for.
     const qint64 samples = qint64(rows) * cols;
     for (const auto& guess : guesses) {
-        if (data.size() == guess.bytes * samples) {
+        if (data.size() % guess.bytes == 0 && data.size() / guess.bytes == samples) {
             nbits = 8 * guess.bytes;
             MessageLog::append(tr(guess.message));
         }
@@ -253,24 +270,24 @@ void BilHeaderFile::guessSampleWidth()
 bool BilHeaderFile::validate()
 {
     QString problems;
-    if (rows == -1)
+    if (!sizeValid(rows))
         problems += tr("ROWS - Number of rows missing or invalid. Valid: 16 to 32768.\n");
-    if (cols == -1)
+    if (!sizeValid(cols))
         problems += tr("COLS - Number of columns missing or invalid. Valid: 16 to 32768.\n");
     if (bands != 1)
         problems += tr("BANDS - Number of spectral bands missing or invalid. Valid: 1 only.\n");
     if (nbits != 8 && nbits != 16 && nbits != 32)
         problems += tr("Datatype - Number of bits per pixel missing or invalid. Valid: 8, 16, 32.\n");
-    if (ulX == unset)
+    if (!coordinateValid(ulX))
         problems += tr(
             "UL_X_COORDINATE - x coordinate of the center of the upper-left pixel missing or invalid.\n");
-    if (ulY == unset)
+    if (!coordinateValid(ulY))
         problems += tr(
             "UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n");
-    if (pixelWidth == unset)
+    if (!pixelSizeValid(pixelWidth))
         problems
             += tr("PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n");
-    if (pixelHeight == unset)
+    if (!pixelSizeValid(pixelHeight))
         problems
             += tr("PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n");
     if (problems.isEmpty())

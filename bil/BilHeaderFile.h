@@ -9,8 +9,9 @@
 // width from the data file's size and, when something required is still
 // missing, shows one error box listing every problem.
 //
-// Validation reports missing values only; whether a value is usable (row
-// count, pixel size) is up to the reader of the raster.
+// Validation reports missing values and values outside what the import can
+// use: 16 to 32768 rows and columns, finite upper-left coordinates and
+// positive, finite pixel sizes.
 class BilHeaderFile : public QFile {
     Q_OBJECT
 

@@ -7,6 +7,7 @@
 #include "bil/DustRemoval.h"
 #include "bil/ElevationImage.h"
 #include "bil/ImportFeedback.h"
+#include "bil/MemoryBudget.h"
 #include "bil/Palette.h"
 #include "image/PngReader.h"
 #include "image/PngWriter.h"
@@ -31,6 +32,10 @@ constexpr double millionth = 0.000001;
 constexpr int nodataMarker = ElevationImage::minimumValue;
 // Holes this large are not interpolated (the cost grows with spot × border).
 constexpr qint64 nodataFillLimit = 1000000;
+// Memory a pixel of the elevation image takes at the import's peak: the
+// filling holds the uncorrected image, the mask and its own copy of the mask,
+// 32 bits a pixel each.
+constexpr int peakBytesPerPixel = 12;
 
 // A C-style truncation toward zero that stays defined for NaN and for values
 // no int can hold (a broken header can produce both).
@@ -41,10 +46,25 @@ int truncated(double value)
     return static_cast<int>(std::clamp(std::trunc(value), double(INT_MIN), double(INT_MAX)));
 }
 
+// Beyond this many millionths a double has no fraction left to round away
+// (and far beyond it the count overflows to infinity).
+constexpr double wholeMillionths = 4503599627370496.0; // 2^52
+
 double roundedToMillionths(double c)
 {
-    return c < 0 ? -std::trunc(-c / millionth + 0.5) * millionth
-                 : std::trunc(c / millionth + 0.5) * millionth;
+    const double count = std::abs(c) / millionth;
+    if (!(count < wholeMillionths))
+        return c;
+    return std::copysign(std::trunc(count + 0.5) * millionth, c);
+}
+
+// How many pixels of the given size fit into an extent rounded to
+// millionths: steps for ordinary sizes, and never far from it, since the
+// rounding adds at most half a millionth and rounds up from zero only an
+// extent of half a millionth or more. An extent beyond the doubles is steps.
+int pixelsAlong(double extent, int steps, double pixelSize)
+{
+    return std::isfinite(extent) ? truncated(extent / pixelSize + 0.5) : steps;
 }
 
 double limited(double v)
@@ -82,32 +102,41 @@ void allowLoading(int width, int height)
 
 // Which part of the data file becomes the image, derived from the header.
 struct ElevationImport::RasterWindow {
+    // The header has passed validation: 16 to 32768 rows and columns,
+    // finite corners, positive finite pixel sizes. Every other value it
+    // holds must give defined arithmetic here.
     explicit RasterWindow(const BilHeaderFile& header)
         : cols(header.cols)
         , bytes(header.nbits / 8)
+        , declaredBytes(qint64(header.rows) * header.cols * bytes)
         , ulYr(roundedToMillionths(header.ulY))
     {
         const double ulXr = roundedToMillionths(header.ulX);
-        const double width = std::trunc((header.cols - 1) * header.pixelWidth / millionth + 0.5) * millionth;
-        const double height
-            = std::trunc((header.rows - 1) * header.pixelHeight / millionth + 0.5) * millionth;
+        const int columnSteps = header.cols - 1;
+        const int rowSteps = header.rows - 1;
+        const double width = roundedToMillionths(columnSteps * header.pixelWidth);
+        const double height = roundedToMillionths(rowSteps * header.pixelHeight);
         kiloBytes = truncated(bytes * height * width / header.pixelWidth / header.pixelHeight / 1024);
-        imageWidth = truncated(width / header.pixelWidth + 0.5);
-        imageHeight = truncated(height / header.pixelHeight + 0.5);
+        imageWidth = pixelsAlong(width, columnSteps, header.pixelWidth);
+        imageHeight = pixelsAlong(height, rowSteps, header.pixelHeight);
+        // Residues of the rounding, below half a millionth: whole pixels only
+        // for smaller pixels, and then the offsets may leave the data file.
         firstColumn = truncated((ulXr - header.ulX) / header.pixelWidth + 0.5);
-        bottomRow = truncated((header.ulY - ulYr) / header.pixelHeight + 0.5) + imageHeight - 1;
+        bottomRow = qint64(truncated((header.ulY - ulYr) / header.pixelHeight + 0.5)) + imageHeight - 1;
     }
 
-    qint64 rowOffset(int row) const { return (qint64(row) * cols + firstColumn) * bytes; }
+    // Negative when the row lies before the data.
+    qint64 rowOffset(qint64 row) const { return (row * cols + firstColumn) * bytes; }
 
     int cols;
     int bytes;
+    qint64 declaredBytes; // the samples' bytes, after the data offset
     double ulYr;
     int kiloBytes = 0;
     int imageWidth = 0;
     int imageHeight = 0;
-    int firstColumn = 0;
-    int bottomRow = 0;
+    qint64 firstColumn = 0;
+    qint64 bottomRow = 0;
 };
 
 // Converts rows of raw samples into elevation pixels and keeps the range of
@@ -141,14 +170,23 @@ public:
                 samples, count, pixels, [this](qint16 s) { return nodata16Set && s == nodata16; });
             break;
         case 4:
-            convertOrdered<float>(
-                samples, count, pixels, [this](float s) { return nodata32Set && s == nodata32; });
+            convertOrdered<float>(samples, count, pixels, [this](float s) {
+                // A NaN sample holds no elevation: a void like NODATA.
+                if (std::isnan(s)) {
+                    voids = true;
+                    return true;
+                }
+                return nodata32Set && s == nodata32;
+            });
             break;
         }
     }
 
     double minimum = floatMaximum;
     double maximum = -floatMaximum;
+    // Samples without a value (NaN) were found; they are stored as NODATA
+    // whether or not the header names a NODATA value.
+    bool voids = false;
 
 private:
     // Samples of type T in the raster's byte order.
@@ -215,8 +253,23 @@ bool ElevationImport::run()
     if (!findDataOffset(dataFile, dataOffset))
         return false;
 
-    allowLoading(window.imageWidth, window.imageHeight);
-    ElevationImage image(window.imageWidth, window.imageHeight, QImage::Format_RGB888);
+    const int width = window.imageWidth;
+    const int height = window.imageHeight;
+    if (width < 1 || height < 1) {
+        MessageLog::append(
+            tr("Seamless error: The header's pixel sizes leave an empty elevation image (%1 x %2 pixels).")
+                .arg(width)
+                .arg(height));
+        return false;
+    }
+    ElevationImage image;
+    if (MemoryBudget::allows(qint64(width) * height, peakBytesPerPixel))
+        image = ElevationImage(width, height, QImage::Format_RGB888);
+    if (image.isNull()) {
+        logOutOfMemory(width, height);
+        return false;
+    }
+    allowLoading(width, height);
     SampleConverter converter(header);
     readRaster(dataFile, window, dataOffset, converter, image);
     dataFile.close();
@@ -230,7 +283,7 @@ bool ElevationImport::run()
                            .arg(converter.maximum / 256));
     processEvents();
 
-    if (header.nodataSet) {
+    if (header.nodataSet || converter.voids) {
         if (!replaceNodata(image))
             return false;
     } else {
@@ -273,6 +326,7 @@ void ElevationImport::readRaster(QFile& dataFile, const RasterWindow& window, qi
     const int height = image.height();
     const qint64 rowBytes = qint64(width) * window.bytes;
     std::vector<uchar> row(rowBytes);
+    bool shortRead = false;
     // Upward from the bottom row of the window, so the file's top row ends
     // up at the top of the image.
     for (int i = 0; i < height; ++i) {
@@ -283,9 +337,23 @@ void ElevationImport::readRaster(QFile& dataFile, const RasterWindow& window, qi
             : 0;
         // Samples beyond the end of a short file read as 0.
         std::memset(row.data() + got, 0, rowBytes - got);
+        shortRead = shortRead || got < rowBytes;
         converter.convert(row.data(), width, image.scanLine(height - 1 - i));
         processEvents();
     }
+    if (shortRead)
+        MessageLog::append(tr("Seamless: The BIL file holds %1 bytes, fewer than the %2 its header declares; "
+                              "the missing samples are read as 0.")
+                               .arg(dataFile.size())
+                               .arg(window.declaredBytes + dataOffset));
+}
+
+void ElevationImport::logOutOfMemory(int width, int height)
+{
+    MessageLog::append(
+        tr("Seamless error: An elevation image of %1 x %2 pixels needs more memory than this machine has.")
+            .arg(width)
+            .arg(height));
 }
 
 void ElevationImport::showPreview(const QImage& image, double cosLat)
@@ -309,7 +377,12 @@ bool ElevationImport::replaceNodata(ElevationImage& image)
     const QString maskFile = baseName + QStringLiteral("-el-m.png");
     const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
     qint64 count = 0;
-    if (!saveUncorrectedAndMask(image, nodataMask(image, count), uncorrectedFile, maskFile))
+    const ElevationImage mask = nodataMask(image, count);
+    if (mask.isNull()) {
+        logOutOfMemory(image.width(), image.height());
+        return false;
+    }
+    if (!saveUncorrectedAndMask(image, mask, uncorrectedFile, maskFile))
         return false;
 
     if (count >= nodataFillLimit) {
@@ -345,6 +418,8 @@ ElevationImage ElevationImport::nodataMask(const ElevationImage& image, qint64& 
     const int width = image.width();
     const int height = image.height();
     ElevationImage mask(image.size(), image.format());
+    if (mask.isNull())
+        return mask;
     count = 0;
     for (int y = 0; y < height; ++y) {
         feedback.setProgress(ImportFeedback::Stage::Correcting, y + 1, height);

@@ -42,8 +42,9 @@ private:
     bool findDataOffset(QFile& dataFile, qint64& offset);
     void readRaster(QFile& dataFile, const RasterWindow& window, qint64 dataOffset,
         SampleConverter& converter, ElevationImage& image);
+    void logOutOfMemory(int width, int height);
     bool replaceNodata(ElevationImage& image);
-    // Black at NODATA pixels, white elsewhere; counts the NODATA pixels.
+    // Black at NODATA pixels, white elsewhere (null when memory runs out); counts the NODATA pixels.
     ElevationImage nodataMask(const ElevationImage& image, qint64& count);
     // Saves the uncorrected image and the mask, encoded side by side.
     bool saveUncorrectedAndMask(const ElevationImage& image, const ElevationImage& mask,

@@ -11,6 +11,7 @@ packages=(
   xvfb xauth x11-utils xdotool fonts-dejavu-core qt6-qpa-plugins
   python3
   clang-format-14 clang-format
+  clang-14 libclang-rt-14-dev llvm-14
 )
 
 missing=()

@@ -24,6 +24,19 @@ struct RasterOptions {
     std::optional<std::pair<int, int>> statistics;
 };
 
+// The smallest raster the header reader accepts, in rows and in columns.
+constexpr int smallestRaster = 16;
+
+// A smallestRaster × smallestRaster list of samples, top row first, with
+// the block × block samples of corner at its top left and fill elsewhere.
+inline QList<double> cornerRaster(const QList<double>& corner, int block, double fill = 0)
+{
+    QList<double> samples(smallestRaster * smallestRaster, fill);
+    for (int i = 0; i < corner.size(); ++i)
+        samples[(i / block) * smallestRaster + i % block] = corner[i];
+    return samples;
+}
+
 inline void writeFile(const QString& fileName, const QByteArray& contents)
 {
     QFile file(fileName);

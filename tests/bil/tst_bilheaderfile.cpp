@@ -80,23 +80,23 @@ private slots:
         QTest::addColumn<QByteArray>("header");
         QTest::addColumn<QString>("fields");
         QTest::newRow("ESRI BIL, blanks and tabs")
-            << QByteArray("BYTEORDER      M\nLAYOUT         BIL\nNROWS          1001\nNCOLS          7\n"
-                          "NBANDS         1\nNBITS          16\nTOTALROWBYTES  14\nNODATA\t\t-9999\n"
+            << QByteArray("BYTEORDER      M\nLAYOUT         BIL\nNROWS          1001\nNCOLS          17\n"
+                          "NBANDS         1\nNBITS          16\nTOTALROWBYTES  34\nNODATA\t\t-9999\n"
                           "ULXMAP\t\t-105.5\nULYMAP\t\t40.25\nXDIM           0.25\nYDIM           0.125\n")
-            << "1001 7 1 16 M -105.5 40.25 - - - - 0.25 0.125 pixel -9999 BIL";
+            << "1001 17 1 16 M -105.5 40.25 - - - - 0.25 0.125 pixel -9999 BIL";
         QTest::newRow("coordinates with equals signs")
-            << QByteArray("NUMBER_OF_ROWS = 1001\nNUMBER_OF_COLUMNS = 7\nDATATYPE = integer\n"
+            << QByteArray("NUMBER_OF_ROWS = 1001\nNUMBER_OF_COLUMNS = 17\nDATATYPE = integer\n"
                           "BYTE_ORDER = LSBFIRST\nUL_X_COORDINATE = -105.5\nUL_Y_COORDINATE = 40.25\n"
                           "LR_X_COORDINATE = -104\nLR_Y_COORDINATE = 40.125\nMAP_UNITS = DD\n")
-            << "1001 7 1 16 LSBFIRST -105.5 40.25 -104 40.125 - - 0.25 0.000125 DD none BIL";
+            << "1001 17 1 16 LSBFIRST -105.5 40.25 -104 40.125 - - 0.09375 0.000125 DD none BIL";
         QTest::newRow("map edges and pixel sizes")
-            << QByteArray("ROWS=1001\nCOLS=7\nDATATYPE=i8\nLEFT_MAP_X=-105.5\nUPPER_MAP_Y=40.25\n"
+            << QByteArray("ROWS=1001\nCOLS=17\nDATATYPE=i8\nLEFT_MAP_X=-105.5\nUPPER_MAP_Y=40.25\n"
                           "RIGHT_MAP_X=-104\nLOWER_MAP_Y=40.125\nPIXEL_WIDTH=0.5\nPIXEL_HEIGHT=0.25\n")
-            << "1001 7 1 8 I -105.5 40.25 -104 40.125 - - 0.5 0.25 pixel none BIL";
+            << "1001 17 1 8 I -105.5 40.25 -104 40.125 - - 0.5 0.25 pixel none BIL";
         QTest::newRow("colons and keywords with blanks")
-            << QByteArray("Rows: 1001\nColumns: 7\nData Type: real\nMin. X: -105.5\nMax. Y: 40.25\n"
+            << QByteArray("Rows: 1001\nColumns: 17\nData Type: real\nMin. X: -105.5\nMax. Y: 40.25\n"
                           "Max. X: -104\nMin. Y: 40.125\nRef. Units: dd\nLayout: band interleaved\n")
-            << "1001 7 1 32 I -105.5 40.25 -104 40.125 - - 0.25 0.000125 dd none band interleaved";
+            << "1001 17 1 32 I -105.5 40.25 -104 40.125 - - 0.09375 0.000125 dd none band interleaved";
     }
 
     void dialects()
@@ -162,12 +162,12 @@ private slots:
         row("upper-case suffixes", rowsColsBits, "1\n0\n0\n-1\n5\n6\n", "1\n-32768\n3400\n",
             { 5, 105, 1, 1, -32768, -32768, 3400 }, ".BLW.STX");
         // The statistics file belongs to the missing upper-left x only.
-        row("world file overrides the header", "NROWS 11\nNCOLS 11\nNBITS 16\nULXMAP 3\nXDIM 7\n",
-            "0.5\n0\n0\n-0.25\n-20\n30\n", "1 -9999 1234\n", { -20, 32.5, 0.5, 0.25, 0, -9999, 9999 });
-        row("short side files", "NROWS 3\nNCOLS 3\nNBITS 8\n", "2\n0\n0\n-4abc\n", "1 12",
-            { 0, 8, 2, 4, 0, 12, 9999 });
-        row("garbage statistics", "NROWS 3\nNCOLS 3\nNBITS 8\n", "1\n0\n0\n-1\n0\n0\n", "1 low high",
-            { 0, 2, 1, 1, -9999, -9999, 9999 });
+        row("world file overrides the header", "NROWS 17\nNCOLS 17\nNBITS 16\nULXMAP 3\nXDIM 7\n",
+            "0.5\n0\n0\n-0.25\n-20\n30\n", "1 -9999 1234\n", { -20, 34, 0.5, 0.25, 0, -9999, 9999 });
+        row("short side files", "NROWS 16\nNCOLS 16\nNBITS 8\n", "2\n0\n0\n-4abc\n", "1 12",
+            { 0, 60, 2, 4, 0, 12, 9999 });
+        row("garbage statistics", "NROWS 16\nNCOLS 16\nNBITS 8\n", "1\n0\n0\n-1\n0\n0\n", "1 low high",
+            { 0, 15, 1, 1, -9999, -9999, 9999 });
         row("lower-right pixel",
             "nrows 101\nncols 201\nnbits 32\nulxmap 10\nulymap 50\nlr_x_coordinate 10.2\n"
             "lr_y_coordinate 49.9\n",
@@ -208,6 +208,9 @@ private slots:
         QTest::newRow("unusable stated width") << geometry + "NBITS 12\n"
                                                << ".bil" << 80000 << 32;
         QTest::newRow("rows missing") << QByteArray("NCOLS 200\n") << ".bil" << 200 << -1;
+        // 2^62 samples, four bytes each: 2^64 bytes, which is no size of an empty file.
+        QTest::newRow("lowest sizes, empty file")
+            << QByteArray("NROWS -2147483648\nNCOLS -2147483648\n") << ".bil" << 0 << -1;
     }
 
     void sampleWidthGuess()
@@ -240,16 +243,62 @@ private slots:
                "COLS - Number of columns missing or invalid. Valid: 16 to 32768.\n"
                "Datatype - Number of bits per pixel missing or invalid. Valid: 8, 16, 32.\n"
                "UL_X_COORDINATE - x coordinate of the center of the upper-left pixel missing or invalid.\n"
-               "UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n";
+               "UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n"
+               // Derived from two unset values: 0, no valid size either.
+               "PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n"
+               "PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n";
         QTest::newRow("three bands")
             << completeHeader + "NBANDS 3\n"
             << "BANDS - Number of spectral bands missing or invalid. Valid: 1 only.\n";
-        // Only the exact marker counts as missing, here derived from the lower-right pixel.
-        QTest::newRow("pixel sizes equal to the marker")
-            << QByteArray("NROWS 2\nNCOLS 2\nNBITS 8\nULXMAP 0\nULYMAP 0\nLR_X_COORDINATE -999999.999999\n"
-                          "LR_Y_COORDINATE 999999.999999\n")
-            << "PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n"
-               "PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n";
+        // Values the header gives but the import cannot use get the same lines as missing ones.
+        const auto outOfRange = [](const char* name, const QByteArray& lines, const QString& problems) {
+            QTest::newRow(name) << completeHeader + lines << problems;
+        };
+        const QString rowsLine = "ROWS - Number of rows missing or invalid. Valid: 16 to 32768.\n";
+        const QString colsLine = "COLS - Number of columns missing or invalid. Valid: 16 to 32768.\n";
+        const QString ulXLine
+            = "UL_X_COORDINATE - x coordinate of the center of the upper-left pixel missing or invalid.\n";
+        const QString ulYLine
+            = "UL_Y_COORDINATE - y coordinate of the center of the upper-left pixel missing or invalid.\n";
+        const QString widthLine
+            = "PIXEL_WIDTH - missing or invalid. Valid: any non-zero positive floating point number.\n";
+        const QString heightLine
+            = "PIXEL_HEIGHT - missing or invalid. Valid: any non-zero positive floating point number.\n";
+        outOfRange("15 rows", "NROWS 15\n", rowsLine);
+        outOfRange("32769 columns", "NCOLS 32769\n", colsLine);
+        outOfRange("negative sizes", "NROWS -2147483648\nNCOLS -1\n", rowsLine + colsLine);
+        outOfRange("zero and negative pixels", "XDIM 0\nYDIM -0.001\n", widthLine + heightLine);
+        outOfRange("infinite and NaN pixels", "XDIM inf\nYDIM nan\n", widthLine + heightLine);
+        outOfRange("infinite corners", "ULXMAP -inf\nULYMAP 1e999\n", ulXLine + ulYLine);
+        // Derived values: the upper-left y from the lower-left corner and
+        // the pixel sizes from the lower-right pixel.
+        QTest::newRow("lowest row count below a corner")
+            << QByteArray("NROWS -2147483648\nNCOLS 20\nNBITS 16\nXLLCORNER 0\nYLLCORNER 0\nCELLSIZE 1\n")
+            << rowsLine;
+        QTest::newRow("one row and column to the lower-right pixel") << QByteArray(
+            "NROWS 1\nNCOLS 1\nNBITS 8\nULXMAP 0\nULYMAP 0\nLR_X_COORDINATE 0\n"
+            "LR_Y_COORDINATE 0\n") << rowsLine + colsLine + widthLine + heightLine;
+        QTest::newRow("lower-right pixel above and left") << QByteArray(
+            "NROWS 16\nNCOLS 16\nNBITS 8\nULXMAP 0\nULYMAP 0\nLR_X_COORDINATE -1\n"
+            "LR_Y_COORDINATE 1\n") << widthLine + heightLine;
+    }
+
+    // Sizes the import can use, however large or small.
+    void valuesInRange_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::newRow("16 rows and 32768 columns") << QByteArray("NROWS 16\nNCOLS 32768\n");
+        QTest::newRow("huge pixels") << QByteArray("XDIM 1e305\nYDIM 1.7e308\n");
+        QTest::newRow("tiny pixels") << QByteArray("XDIM 5e-324\nYDIM 1e-300\n");
+        QTest::newRow("far corners") << QByteArray("ULXMAP -1.7e308\nULYMAP 1e308\n");
+    }
+
+    void valuesInRange()
+    {
+        QFETCH(QByteArray, lines);
+        BilHeaderFile file(this->file(".hdr"));
+        QVERIFY(open(file, completeHeader + lines));
+        QVERIFY(boxes.isEmpty());
     }
 
     void validationBox()

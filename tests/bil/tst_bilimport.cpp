@@ -4,6 +4,7 @@
 #include "app/MessageBoxes.h"
 #include "app/MessageLog.h"
 #include "bil/ElevationImage.h"
+#include "bil/MemoryBudget.h"
 #include "bil/Palette.h"
 #include "image/PngWriter.h"
 
@@ -18,6 +19,7 @@
 #include <QTest>
 #include <QWidget>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -27,13 +29,16 @@ namespace {
 
 constexpr int nodataMarker = ElevationImage::minimumValue;
 
-// Stored values of an elevation file, top row first.
-QList<int> storedValues(const QString& fileName)
+// Stored values of an elevation file, top row first; only those of the
+// top-left block × block pixels when block is given.
+QList<int> storedValues(const QString& fileName, int block = 0)
 {
     const ElevationImage image(fileName);
+    const int width = block > 0 ? std::min(block, image.width()) : image.width();
+    const int height = block > 0 ? std::min(block, image.height()) : image.height();
     QList<int> values;
-    for (int row = image.height() - 1; row >= 0; --row)
-        for (int x = 0; x < image.width(); ++x)
+    for (int row = image.height() - 1; row >= image.height() - height; --row)
+        for (int x = 0; x < width; ++x)
             values << static_cast<int>(image.elevation(x, row));
     return values;
 }
@@ -100,7 +105,9 @@ private slots:
             QTest::newRow(name) << nbits << options << samples << expected;
         };
         const RasterOptions m { .byteOrder = "M", .bigEndian = true };
-        // 3 x 3 rasters: the last row and column are not imported.
+        // The top-left 3 x 3 samples of rasters filled with 0; the image
+        // is 15 x 15 (the last row and column are not imported), its
+        // top-left 2 x 2 pixels are compared.
         row("8-bit", 8, {}, { 0, 1, 9, 200, 255, 9, 9, 9, 9 }, { 0, 256, 51200, 65280 });
         row("8-bit above the statistics maximum", 8, { .statistics = { { 0, 100 } } },
             { 0, 200, 9, 100, 40, 9, 9, 9, 9 }, { 0, -14336, 25600, 10240 });
@@ -117,7 +124,6 @@ private slots:
         // 1/512 m is half a stored step: rounded away from zero.
         row("32-bit big-endian", 32, m, { 0.001953125, -0.001953125, 9, 8848.86, -10.4, 9, 9, 9, 9 },
             { 1, -1, 2265308, -2662 });
-        row("short data file", 16, {}, { 5, 6, 7, 8 }, { 1280, 1536, 2048, 0 });
     }
 
     void samples()
@@ -125,17 +131,17 @@ private slots:
         QFETCH(int, nbits);
         QFETCH(RasterOptions, options);
         QFETCH(QList<double>, samples);
-        writeRaster(base(), 3, nbits, samples, options);
+        writeRaster(base(), smallestRaster, nbits, cornerRaster(samples, 3), options);
         ImportRun run;
         QVERIFY(run.run(base()));
-        QTEST(storedValues(base() + "-el-corr.png"), "expected");
+        QTEST(storedValues(base() + "-el-corr.png", 2), "expected");
         QVERIFY(!QFile::exists(base() + "-el-uncorr.png"));
         QVERIFY(!QFile::exists(base() + "-el-m.png"));
     }
 
     void normalRun()
     {
-        writeRaster(base(), 3, 16, { 10, -3, 0, 1234, 7, 0, 0, 0, 0 });
+        writeRaster(base(), smallestRaster, 16, cornerRaster({ 10, -3, 0, 1234, 7, 0, 0, 0, 0 }, 3));
         ImportRun run;
         QVERIFY(run.run(base()));
         QCOMPARE(run.log,
@@ -143,9 +149,9 @@ private slots:
                 "Seamless: Range of elevations written to the output file: -3 ... 1234", colourLine }));
         QVERIFY(run.boxes.isEmpty());
         const auto progress = [](const QProgressBar& bar) { return QPoint(bar.value(), bar.maximum()); };
-        QCOMPARE(progress(run.reading), QPoint(2, 2));
+        QCOMPARE(progress(run.reading), QPoint(15, 15));
         QCOMPARE(progress(run.correcting), QPoint(1, 1));
-        QCOMPARE(progress(run.coloring), QPoint(2, 2));
+        QCOMPARE(progress(run.coloring), QPoint(15, 15));
         QCOMPARE(run.window.cursor().shape(), Qt::ArrowCursor);
         // The same lines, time-stamped, in the message log of the working directory.
         QFile log(QDir::current().filePath("messages.txt"));
@@ -154,7 +160,7 @@ private slots:
         // Default palette range 0 ... 8000 m over 960 colours: 10, -3, 1234 and 7 m.
         const Palette palette;
         const QImage colours(base() + "-el-col.png");
-        QCOMPARE(colours.size(), QSize(2, 2));
+        QCOMPARE(colours.size(), QSize(15, 15));
         const int indices[] = { 1, 0, 148, 0 };
         for (int i = 0; i < 4; ++i)
             QCOMPARE(colours.pixel(i % 2, i / 2), palette.color(indices[i]));
@@ -162,24 +168,24 @@ private slots:
 
     void holeIsFilledFromItsBorder()
     {
-        QList<double> samples(25, 100.0);
-        samples[6] = samples[7] = -9999;
-        samples[8] = 300;
-        writeRaster(base(), 5, 16, samples, { .nodata = -9999 });
+        QList<double> samples(smallestRaster * smallestRaster, 100.0);
+        samples[17] = samples[18] = -9999;
+        samples[19] = 300;
+        writeRaster(base(), smallestRaster, 16, samples, { .nodata = -9999 });
         ImportRun run;
         QVERIFY(run.run(base()));
-        QList<int> uncorrected(16, 25600);
-        uncorrected[5] = uncorrected[6] = nodataMarker;
-        uncorrected[7] = 76800;
+        QList<int> uncorrected(15 * 15, 25600);
+        uncorrected[16] = uncorrected[17] = nodataMarker;
+        uncorrected[18] = 76800;
         QCOMPARE(storedValues(base() + "-el-uncorr.png"), uncorrected);
         const QImage mask(base() + "-el-m.png");
-        QCOMPARE(mask.size(), QSize(4, 4));
-        for (int i = 0; i < 16; ++i)
-            QCOMPARE(mask.pixel(i % 4, i / 4), uncorrected[i] == nodataMarker ? 0xFF000000u : 0xFFFFFFFFu);
+        QCOMPARE(mask.size(), QSize(15, 15));
+        for (int i = 0; i < uncorrected.size(); ++i)
+            QCOMPARE(mask.pixel(i % 15, i / 15), uncorrected[i] == nodataMarker ? 0xFF000000u : 0xFFFFFFFFu);
         const QList<int> corrected = storedValues(base() + "-el-corr.png");
-        QVERIFY(corrected[5] > 25600 && corrected[6] > corrected[5] && corrected[6] < 76800);
-        QCOMPARE(corrected.mid(7), uncorrected.mid(7));
-        QCOMPARE(run.correcting.maximum(), 5);
+        QVERIFY(corrected[16] > 25600 && corrected[17] > corrected[16] && corrected[17] < 76800);
+        QCOMPARE(corrected.mid(18), uncorrected.mid(18));
+        QCOMPARE(run.correcting.maximum(), 16);
     }
 
     // 1000 x 1000 imported pixels, every one of them NODATA but perhaps one.
@@ -212,13 +218,14 @@ private slots:
 
     void everySampleNodata()
     {
-        writeRaster(base(), 3, 32, QList<double>(9, -3.5), { .nodata = -3.5 });
+        writeRaster(base(), smallestRaster, 32, QList<double>(smallestRaster * smallestRaster, -3.5),
+            { .nodata = -3.5 });
         ImportRun run;
         QVERIFY(run.run(base()));
         QCOMPARE(run.log.at(2),
             "Seamless: Range of elevations written to the output file: 1.32923e+36 ... -1.32923e+36");
         // One spot without a border is left as it is.
-        QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(4, nodataMarker));
+        QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(15 * 15, nodataMarker));
     }
 
     void tiffWrappedRaster_data()
@@ -229,8 +236,10 @@ private slots:
         const QByteArray wgs84 = QByteArrayLiteral("#WGS 84|\0");
         const QByteArray nad83 = QByteArrayLiteral("#NAD83|\0");
         const QList<int> samples { 11 * 256, 12 * 256, 21 * 256, 22 * 256 };
-        // Without a marker the import starts at byte 0: "II" is the first little-endian sample.
-        const QList<int> fromStart { 0x4949 * 256, 0x2a * 256, 0x7878 * 256, 0x7878 * 256 };
+        // Without a marker the import starts at byte 0: "II" is the first
+        // little-endian sample; the second row of 32 bytes starts among the
+        // zeros of the raster's first row.
+        const QList<int> fromStart { 0x4949 * 256, 0x2a * 256, 0, 0 };
         const auto row
             = [](const char* name, const QByteArray& prefix, MessageBoxes::Button answer,
                   const QList<int>& imported) { QTest::newRow(name) << prefix << answer << imported; };
@@ -249,7 +258,8 @@ private slots:
         QFETCH(QByteArray, prefix);
         QFETCH(MessageBoxes::Button, answer);
         QFETCH(QList<int>, imported);
-        writeRaster(base(), 3, 16, { 11, 12, 0, 21, 22, 0, 0, 0, 0 }, { .prefix = prefix });
+        writeRaster(base(), smallestRaster, 16, cornerRaster({ 11, 12, 0, 21, 22, 0, 0, 0, 0 }, 3),
+            { .prefix = prefix });
         ImportRun run(answer);
         QCOMPARE(run.run(base()), !imported.isEmpty());
         const bool asked = imported.isEmpty() || imported.first() == 0x4949 * 256;
@@ -264,14 +274,15 @@ private slots:
                 : QStringList());
         if (imported.isEmpty())
             QCOMPARE(run.log, QStringList { sizeLine });
-        QCOMPARE(storedValues(base() + "-el-corr.png"), imported);
+        QCOMPARE(storedValues(base() + "-el-corr.png", 2), imported);
     }
 
     void failedSaves()
     {
         // A directory in the place of the corrected file: the filler cannot
         // save it, and the colouring step cannot load it.
-        writeRaster(base(), 3, 16, { 1, -9999, 0, 2, 3, 0, 0, 0, 0 }, { .nodata = -9999 });
+        writeRaster(base(), smallestRaster, 16, cornerRaster({ 1, -9999, 0, 2, 3, 0, 0, 0, 0 }, 3),
+            { .nodata = -9999 });
         QVERIFY(QDir().mkdir(base() + "-el-corr.png"));
         ImportRun run;
         QVERIFY(!run.run(base()));
@@ -281,7 +292,7 @@ private slots:
                 "Seamless error: Could not open file " + base() + "-el-corr.png" }));
 
         // Without NODATA the import saves the corrected file itself.
-        writeRaster(base(), 3, 16, QList<double>(9, 1.0));
+        writeRaster(base(), smallestRaster, 16, cornerRaster({}, 3, 1.0));
         ImportRun second;
         QVERIFY(!second.run(base()));
         QCOMPARE(second.log.last(), "Seamless: Could not save file " + base() + "-el-corr.png.");
@@ -324,6 +335,122 @@ private slots:
         // 100 x 100 pixels narrowed by cos(41°) to 75 x 100, then fitted into 200 x 200.
         QCOMPARE(run.previewImage.size(), QSize(150, 200));
         QCOMPARE(run.preview.pixmap().size(), QSize(150, 200));
+    }
+
+    // A data file shorter than its header: what is missing reads as 0, and
+    // the log says so once when the import needs any of it.
+    void shortDataFile_data()
+    {
+        QTest::addColumn<int>("samples");
+        QTest::addColumn<QList<int>>("corner"); // top-left 2 x 2 stored values
+        QTest::addColumn<QString>("line"); // empty: none
+        QTest::newRow("one sample into the second row")
+            << smallestRaster + 1 << QList<int> { 0, 256, 4096, 0 }
+            << "Seamless: The BIL file holds 34 bytes, fewer than the 512 its header declares; the missing "
+               "samples are read as 0.";
+        QTest::newRow("empty") << 0 << QList<int> { 0, 0, 0, 0 }
+                               << "Seamless: The BIL file holds 0 bytes, fewer than the 512 its header "
+                                  "declares; the missing samples are read as 0.";
+        // The last row is never imported.
+        QTest::newRow("without the last row")
+            << smallestRaster * (smallestRaster - 1) << QList<int> { 0, 256, 4096, 4352 } << QString();
+    }
+
+    void shortDataFile()
+    {
+        QFETCH(int, samples);
+        QList<double> values;
+        for (int i = 0; i < samples; ++i)
+            values << i % 256;
+        writeRaster(base(), smallestRaster, 16, values);
+        ImportRun run;
+        QVERIFY(run.run(base()));
+        QTEST(storedValues(base() + "-el-corr.png", 2), "corner");
+        QFETCH(QString, line);
+        QCOMPARE(run.log.filter("BIL file holds"), line.isEmpty() ? QStringList() : QStringList { line });
+    }
+
+    // Headers that pass validation with values far from any real raster's:
+    // the import ends, with the image size they give, or with a line.
+    void extremeHeaders_data()
+    {
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<QSize>("size"); // of the corrected image; empty: the import fails
+        QTest::addColumn<QString>("line"); // the last line logged
+        const QByteArray raster("NROWS 20\nNCOLS 16\nNBITS 16\nULXMAP 10\n");
+        const QString colourLine = QStringLiteral("Seamless: Creating color file from elevation file.");
+        QTest::newRow("huge pixel height") << raster + "ULYMAP 50\nXDIM 1\nYDIM 1e305\n"
+                                           << QSize(15, 19) << colourLine;
+        QTest::newRow("extent beyond the doubles") << raster + "ULYMAP 50\nXDIM 1\nYDIM 1.7e308\n"
+                                                   << QSize(15, 19) << colourLine;
+        QTest::newRow("far north") << raster + "ULYMAP 1e308\nXDIM 1\nYDIM 1\n"
+                                   << QSize(15, 19) << colourLine;
+        QTest::newRow("far south") << raster + "ULYMAP -1.7e308\nXDIM 1\nYDIM 1\n"
+                                   << QSize(15, 19) << colourLine;
+        QTest::newRow("tiny pixel height")
+            << raster + "ULYMAP 50\nXDIM 1\nYDIM 1e-300\n"
+            << QSize()
+            << "Seamless error: The header's pixel sizes leave an empty elevation image (15 x 0 pixels).";
+        // 1.9e-6 of extent rounds to 2e-6: 20 pixels of 1e-7, beyond the raster's 20 rows.
+        QTest::newRow("pixels below a millionth") << raster + "ULYMAP 50\nXDIM 1\nYDIM 1e-7\n"
+                                                  << QSize(15, 20) << colourLine;
+    }
+
+    void extremeHeaders()
+    {
+        QFETCH(QByteArray, header);
+        QFETCH(QSize, size);
+        writeFile(base() + ".bil", QByteArray(20 * 16 * 2, '\1'));
+        writeFile(base() + ".hdr", header);
+        ImportRun run;
+        QCOMPARE(run.run(base()), !size.isEmpty());
+        QTEST(run.log.last(), "line");
+        QCOMPARE(QImage(base() + "-el-col.png").size(), size.isEmpty() ? QSize(0, 0) : size);
+        QVERIFY(run.boxes.isEmpty());
+    }
+
+    // NaN samples are voids: filled from their border like NODATA, also
+    // when the header names no NODATA value.
+    void nanSamples_data()
+    {
+        QTest::addColumn<RasterOptions>("options");
+        QTest::newRow("no NODATA value") << RasterOptions {};
+        QTest::newRow("another NODATA value") << RasterOptions { .nodata = -9999 };
+    }
+
+    void nanSamples()
+    {
+        QFETCH(RasterOptions, options);
+        QList<double> samples(smallestRaster * smallestRaster, 100.0);
+        samples[17] = std::nan("");
+        writeRaster(base(), smallestRaster, 32, samples, options);
+        ImportRun run;
+        QVERIFY(run.run(base()));
+        QCOMPARE(
+            storedValues(base() + "-el-uncorr.png", 2), (QList<int> { 25600, 25600, 25600, nodataMarker }));
+        QCOMPARE(storedValues(base() + "-el-corr.png"), QList<int>(15 * 15, 25600));
+        QCOMPARE(QImage(base() + "-el-m.png").pixel(1, 1), 0xFF000000u);
+        QVERIFY(run.log.contains("Seamless: Range of elevations written to the output file: 100 ... 100"));
+    }
+
+    // An image beyond the memory the machine has is not made.
+    void outOfMemory()
+    {
+        writeRaster(base(), smallestRaster, 16, QList<double>(smallestRaster * smallestRaster, 1.0));
+        // 15 x 15 pixels need 2700 bytes at the import's peak.
+        MemoryBudget::setBytes(2699);
+        ImportRun run;
+        const bool imported = run.run(base());
+        MemoryBudget::setBytes(0);
+        QVERIFY(!imported);
+        QCOMPARE(run.log.last(),
+            "Seamless error: An elevation image of 15 x 15 pixels needs more memory than this machine has.");
+        QVERIFY(!QFile::exists(base() + "-el-corr.png"));
+        MemoryBudget::setBytes(2700);
+        ImportRun second;
+        const bool fits = second.run(base());
+        MemoryBudget::setBytes(0);
+        QVERIFY(fits);
     }
 
     void imagesBeyondTheReaderLimit()
