@@ -15,8 +15,9 @@ const QString noSource = QStringLiteral("none");
 const QString summary = QStringLiteral("/Website/distreq/RequestSummary.jsp");
 const QString form = QStringLiteral("/Website/distreq/StartDownload.jsp");
 const QString archive = QStringLiteral("/Website/distreq/archive");
-// A tile of the rectangle (north 40.25, west -106, zoom 15).
-const QString tile = QStringLiteral("/15/6740/12380.png");
+// The first tile of the rectangle (north 40.25, west -106, zoom 15): a fault
+// that aborts it ends the tile checks early.
+const QString tile = QStringLiteral("/15/6735/12375.png");
 const QString tooLarge = QStringLiteral("The answer to * is larger than 16777216 bytes; download aborted.");
 
 // Who talks to the faulty server, and what the run looks like afterwards.
@@ -54,6 +55,9 @@ Q_DECLARE_METATYPE(End)
 // cancellable state, and touches nothing outside its working directory.
 class TestHostileServer : public QObject {
     Q_OBJECT
+
+    // Archives are built once for all rows.
+    QTemporaryDir archives;
 
 private slots:
     void matrix_data()
@@ -164,7 +168,7 @@ private slots:
         QFETCH(QStringList, lines);
         QFETCH(End, end);
         QFETCH(QString, faulty);
-        RunFixture run(options + QStringList { "--refresh-seconds", "0" });
+        RunFixture run(options + QStringList { "--refresh-seconds", "0", "--cache-dir", archives.path() });
         QVERIFY(run.isReady());
         // Three levels down, so that a name climbing out would still land
         // in this folder, where it can be seen.
@@ -175,7 +179,7 @@ private slots:
             run.makeTileServerUnreachable();
         MainDialog& dialog = run.start(
             { .area = area, .source = branch == Branch::Tiles ? noSource : srtm3, .workingDirectory = work });
-        const QString tileFile = work + "/15-06740-12380.png";
+        const QString tileFile = work + "/15-06735-12375.png";
         for (QString& line : lines)
             line.replace("%authority", run.authority()).replace("%tile", tileFile);
         // "*" stands for any text, the rest for itself.
