@@ -1,5 +1,7 @@
 #include "PngReader.h"
 
+#include "image/PngRowFilter.h"
+
 #include <QFile>
 #include <QImageReader>
 #include <QtEndian>
@@ -8,7 +10,6 @@
 
 #include <atomic>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -111,17 +112,6 @@ bool withinAllocationLimit(const Header& header)
     return megabytes <= 0 || bytes <= megabytes * 1024 * 1024;
 }
 
-// Written without branches: which neighbour wins follows no pattern the
-// processor could predict.
-inline int paethPredictor(int a, int b, int c)
-{
-    const int pa = std::abs(b - c);
-    const int pb = std::abs(a - c);
-    const int pc = std::abs(a + b - 2 * c);
-    const int bOrC = pb <= pc ? b : c;
-    return pa <= pb && pa <= pc ? a : bOrC;
-}
-
 // Undoes one row's filter in place; prior is the row above, already
 // unfiltered (zeros above the first row). False for an unknown filter type.
 template <int Bpp> bool unfilter(uchar filter, uchar* __restrict row, const uchar* __restrict prior, int n)
@@ -147,7 +137,7 @@ template <int Bpp> bool unfilter(uchar filter, uchar* __restrict row, const ucha
         for (int i = 0; i < Bpp; ++i)
             row[i] = uchar(row[i] + prior[i]);
         for (int i = Bpp; i < n; ++i)
-            row[i] = uchar(row[i] + paethPredictor(row[i - Bpp], prior[i], prior[i - Bpp]));
+            row[i] = uchar(row[i] + PngRowFilter::paethPredictor(row[i - Bpp], prior[i], prior[i - Bpp]));
         return true;
     default:
         return false;

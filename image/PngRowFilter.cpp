@@ -1,6 +1,5 @@
 #include "PngRowFilter.h"
 
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -9,14 +8,6 @@ enum FilterType : uchar { None, Sub, Up, Average, Paeth };
 
 // The magnitude of a filtered byte read as a signed number.
 inline unsigned magnitude(uchar v) { return v < 128 ? v : 256u - v; }
-
-inline int paethPredictor(int a, int b, int c)
-{
-    const int pa = std::abs(b - c);
-    const int pb = std::abs(a - c);
-    const int pc = std::abs(a + b - 2 * c);
-    return pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
-}
 
 // One predicting filter over a row, written to out; returns the sum of
 // the output's magnitudes. The first Bpp bytes have no left neighbours
@@ -46,7 +37,7 @@ template <int Bpp>
     sums[0] = filterRow<Bpp>(raw, prior, n, out, [](int a, int, int) { return a; });
     sums[1] = filterRow<Bpp>(raw, prior, n, out + n, [](int, int b, int) { return b; });
     sums[2] = filterRow<Bpp>(raw, prior, n, out + 2 * n, [](int a, int b, int) { return (a + b) / 2; });
-    sums[3] = filterRow<Bpp>(raw, prior, n, out + 3 * n, paethPredictor);
+    sums[3] = filterRow<Bpp>(raw, prior, n, out + 3 * n, PngRowFilter::paethPredictor);
 }
 
 // Wider vectors where the processor has them.

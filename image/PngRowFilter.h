@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <cstdlib>
 #include <vector>
 
 // Filters the rows of a PNG image before compression. By default each row
@@ -22,6 +23,19 @@ public:
     // Writes the filter type byte and the filtered row, rowBytes + 1 bytes,
     // to out. previous is the raw row above, or null for the first row.
     void filter(const uchar* row, const uchar* previous, uchar* out);
+
+    // The Paeth filter's choice among the left, upper and upper-left
+    // neighbours, as encoding and decoding both need it. Written without
+    // branches: which neighbour wins follows no pattern a processor could
+    // predict.
+    static int paethPredictor(int a, int b, int c)
+    {
+        const int pa = std::abs(b - c);
+        const int pb = std::abs(a - c);
+        const int pc = std::abs(a + b - 2 * c);
+        const int bOrC = pb <= pc ? b : c;
+        return pa <= pb && pa <= pc ? a : bOrC;
+    }
 
 private:
     void filterByMinimumSum(const uchar* row, const uchar* previous, uchar* out);

@@ -3,7 +3,6 @@
 #include "app/MainDialog.h"
 
 #include "http/HttpClient.h"
-#include "image/PngWriter.h"
 #include "texture/TextureMerge.h"
 #include "util/BackgroundWork.h"
 
@@ -48,9 +47,7 @@ bool MainDialog::mergeFiles()
     const QString combinedFile = baseFileName + QStringLiteral("-el-col-scaled.png");
     addMessage(tr("Seamless: Saving file %1.").arg(combinedFile));
     setCursor(Qt::WaitCursor);
-    const bool saved = BackgroundWork::run([&merged, &combinedFile] {
-        return PngWriter::save(merged, combinedFile, PngWriter::Content::Picture);
-    });
+    const bool saved = BackgroundWork::run([&merged, &combinedFile] { return merged.save(combinedFile); });
     setCursor(Qt::ArrowCursor);
     if (!saved) {
         addMessage(tr("Seamless: Could not save file %1.").arg(combinedFile));

