@@ -6,6 +6,8 @@
 #include "texture/TextureMerge.h"
 #include "util/BackgroundWork.h"
 
+#include <QSaveFile>
+
 bool MainDialog::mergeFiles()
 {
     if (verbose)
@@ -47,7 +49,11 @@ bool MainDialog::mergeFiles()
     const QString combinedFile = baseFileName + QStringLiteral("-el-col-scaled.png");
     addMessage(tr("Seamless: Saving file %1.").arg(combinedFile));
     setCursor(Qt::WaitCursor);
-    const bool saved = BackgroundWork::run([&merged, &combinedFile] { return merged.save(combinedFile); });
+    // Qt's writer keeps this file smallest; a save file keeps it whole or absent.
+    const bool saved = BackgroundWork::run([&merged, &combinedFile] {
+        QSaveFile file(combinedFile);
+        return file.open(QIODevice::WriteOnly) && merged.save(&file, "PNG") && file.commit();
+    });
     setCursor(Qt::ArrowCursor);
     if (!saved) {
         addMessage(tr("Seamless: Could not save file %1.").arg(combinedFile));

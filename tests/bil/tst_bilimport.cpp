@@ -313,7 +313,8 @@ private slots:
     {
         QFETCH(QString, blocked);
         QFETCH(bool, maskLine);
-        writeRaster(base(), 3, 16, { 1, -9999, 0, 2, 3, 0, 0, 0, 0 }, { .nodata = -9999 });
+        writeRaster(base(), smallestRaster, smallestRaster, cornerRaster({ 1, -9999, 0, 2, 3, 0 }, 3),
+            { .nodata = -9999 });
         QVERIFY(QDir().mkdir(base() + blocked));
         ImportRun run;
         QVERIFY(!run.run(base()));
