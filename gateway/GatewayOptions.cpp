@@ -4,13 +4,11 @@
 #include <QDir>
 #include <QStandardPaths>
 
-#include <cstdio>
-
 namespace {
 
 std::optional<GatewayOptions> failure(const QString& message)
 {
-    std::fprintf(stderr, "relka-gateway: %s\nTry 'relka-gateway --help'.\n", qPrintable(message));
+    ServiceProcess::reportUsageError("relka-gateway", message);
     return std::nullopt;
 }
 
@@ -65,15 +63,6 @@ QList<Setting> settings()
         { "attribution-file", "RELKA_GATEWAY_ATTRIBUTION_FILE",
             "Write the attribution of the sources to this file at start-up.", "file", QString() },
     };
-}
-
-std::optional<int> number(const QString& text, int minimum, int maximum)
-{
-    bool ok = false;
-    const int value = text.toInt(&ok);
-    if (!ok || value < minimum || value > maximum)
-        return std::nullopt;
-    return value;
 }
 
 QUrl webAddress(const QString& text)
@@ -139,10 +128,11 @@ std::optional<GatewayOptions> GatewayOptions::parse(const QStringList& arguments
     if (!options.tileTemplate.isEmpty() && (!placeholders || webAddress(sample).isEmpty()))
         return failure(QStringLiteral("--tile-url takes an http or https address with {z}, {x} and {y}"));
 
-    const std::optional<int> budget = number(value("tile-budget"), 0, 10'000'000);
-    const std::optional<int> timeout = number(value("timeout"), 1, 3600);
-    const std::optional<int> waitPages = number(value("wait-pages"), 0, 1000);
-    const std::optional<int> refreshSeconds = number(value("refresh-seconds"), 0, 3600);
+    const std::optional<int> budget = ServiceProcess::boundedNumber(value("tile-budget"), 0, 10'000'000);
+    const std::optional<int> timeout = ServiceProcess::boundedNumber(value("timeout"), 1, 3600);
+    const std::optional<int> waitPages = ServiceProcess::boundedNumber(value("wait-pages"), 0, 1000);
+    const std::optional<int> refreshSeconds
+        = ServiceProcess::boundedNumber(value("refresh-seconds"), 0, 3600);
     if (!budget || !timeout || !waitPages || !refreshSeconds)
         return failure(
             QStringLiteral("--tile-budget, --timeout, --wait-pages and --refresh-seconds take a whole "

@@ -29,3 +29,17 @@ bool listen(HttpServer& server, const Endpoint& endpoint)
 }
 
 }
+
+std::optional<int> ServiceProcess::boundedNumber(const QString& text, int minimum, int maximum)
+{
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < minimum || value > maximum)
+        return std::nullopt;
+    return value;
+}
+
+void ServiceProcess::reportUsageError(const char* program, const QString& message)
+{
+    std::fprintf(stderr, "%s: %s\nTry '%s --help'.\n", program, qPrintable(message), program);
+}

@@ -30,6 +30,13 @@ std::optional<Endpoint> loopback(const QString& text);
 // Names the program on standard error when it fails.
 bool listen(HttpServer& server, const Endpoint& endpoint);
 
+// A whole number from minimum to maximum; nothing for any other text.
+std::optional<int> boundedNumber(const QString& text, int minimum, int maximum);
+
+// Says on standard error what is wrong with the command line and where the
+// help is.
+void reportUsageError(const char* program, const QString& message);
+
 // Options has a static parse(arguments) that returns nothing after saying
 // why; Server is made from the options and has listen() and authority().
 template <typename Options, typename Server> int run(int argc, char* argv[], const char* name)

@@ -2,23 +2,17 @@
 
 #include <QCommandLineParser>
 
-#include <cstdio>
-
 namespace {
 
 std::optional<SimOptions> failure(const QString& message)
 {
-    std::fprintf(stderr, "relka-sim: %s\nTry 'relka-sim --help'.\n", qPrintable(message));
+    ServiceProcess::reportUsageError("relka-sim", message);
     return std::nullopt;
 }
 
 std::optional<int> number(const QCommandLineParser& parser, const QString& name, int minimum, int maximum)
 {
-    bool ok = false;
-    const int value = parser.value(name).toInt(&ok);
-    if (!ok || value < minimum || value > maximum)
-        return std::nullopt;
-    return value;
+    return ServiceProcess::boundedNumber(parser.value(name), minimum, maximum);
 }
 
 }
