@@ -7,14 +7,27 @@ namespace {
 constexpr QLatin1String organization("Brenholt");
 constexpr QLatin1String application("relka");
 
+QVariantHash& transientValues()
+{
+    static QVariantHash values;
+    return values;
+}
+
 QVariant read(const char* key, const QVariant& fallback = {})
 {
-    return QSettings(organization, application).value(QLatin1String(key), fallback);
+    const QLatin1String name(key);
+    if (const auto transient = transientValues().constFind(name); transient != transientValues().cend())
+        return *transient;
+    return QSettings(organization, application).value(name, fallback);
 }
 
 void write(const char* key, const QVariant& value)
 {
-    QSettings(organization, application).setValue(QLatin1String(key), value);
+    const QLatin1String name(key);
+    if (const auto transient = transientValues().find(name); transient != transientValues().end())
+        *transient = value;
+    else
+        QSettings(organization, application).setValue(name, value);
 }
 
 } // namespace
@@ -33,12 +46,13 @@ int SettingsStore::paletteMaximum() { return read("paletteMaximum", 8000).toInt(
 
 void SettingsStore::setDownloadRectangle(double north, double south, double west, double east)
 {
-    QSettings settings(organization, application);
-    settings.setValue(QStringLiteral("downloadNorth"), north);
-    settings.setValue(QStringLiteral("downloadSouth"), south);
-    settings.setValue(QStringLiteral("downloadWest"), west);
-    settings.setValue(QStringLiteral("downloadEast"), east);
+    write("downloadNorth", north);
+    write("downloadSouth", south);
+    write("downloadWest", west);
+    write("downloadEast", east);
 }
+
+void SettingsStore::setTransient(const QString& key, const QVariant& value) { transientValues().insert(key, value); }
 
 void SettingsStore::setDownloadArea(const QString& area) { write("downloadArea", area); }
 void SettingsStore::setElevationDataSource(const QString& source) { write("elevationDataSource", source); }

@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 
 // Typed access to the user's settings. Nothing is cached: every call opens
 // the store and drops it again, so a value written by one part of the program
@@ -28,6 +29,11 @@ public:
     static void setPaletteNumber(int number);
     static void setPaletteMinimum(int minimum);
     static void setPaletteMaximum(int maximum);
+
+    // A value that stands in for the stored one in this process only and
+    // takes the process's writes of its key, so a command line's choices
+    // are used and never stored.
+    static void setTransient(const QString& key, const QVariant& value);
 
     // The display texts the settings dialog offers, in its order; the store
     // keeps the chosen text itself.

@@ -2,38 +2,34 @@
 
 #include "bil/ImportFeedback.h"
 
+#include <QObject>
+#include <QSize>
 #include <QString>
 
-class QImage;
-class QLabel;
-class QProgressBar;
-class QWidget;
+// The elevation import as a download run drives it: each stage's progress,
+// the preview and the saving of a work file come out as signals. Made for
+// one import and dropped afterwards; the work itself is ElevationImport's.
+class BilImport : public QObject, public ImportFeedback {
+    Q_OBJECT
 
-// The elevation import as the main dialog runs it: each stage's progress on
-// its bar, the preview on the label (and in the dialog's preview image), the
-// wait cursor on the dialog while a work file is saved. Made for one import
-// and dropped afterwards; the work itself is ElevationImport's.
-// The widgets and the preview image belong to the caller and must outlive
-// the object; none of the pointers may be null.
-class BilImport : public ImportFeedback {
 public:
-    BilImport(const QString& baseName, QProgressBar* progressBarReading, QProgressBar* progressBarCorrecting,
-        QProgressBar* progressBarColoring, QLabel* previewLabel, QImage& previewImage, QWidget* parentWidget);
+    // previewSize: the box the preview is fitted into; empty for none.
+    BilImport(const QString& baseName, const QSize& previewSize);
 
-    // ElevationImport::run() with these widgets.
+    // ElevationImport::run() reporting through the signals.
     bool importBil();
+
+signals:
+    void progressChanged(ImportFeedback::Stage stage, int value, int maximum);
+    void previewReady(const QImage& preview);
+    void savingChanged(bool saving);
 
 private:
     void setProgress(Stage stage, int value, int maximum) override;
-    QSize previewSize() const override;
-    void showPreview(const QImage& preview) override;
+    QSize previewSize() const override { return preview; }
+    void showPreview(const QImage& image) override;
     void setSaving(bool saving) override;
 
     QString baseName;
-    QProgressBar* progressBarReading;
-    QProgressBar* progressBarCorrecting;
-    QProgressBar* progressBarColoring;
-    QLabel* previewLabel;
-    QImage& previewImage;
-    QWidget* parentWidget;
+    QSize preview;
 };

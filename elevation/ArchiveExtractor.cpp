@@ -5,12 +5,14 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QSaveFile>
 #include <QStorageInfo>
 #include <QtDebug>
 
 #include <unzip.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -84,12 +86,30 @@ Copy copyEntry(unzFile archive, const QString& entryName, const QString& target,
 
 } // namespace
 
+// The base names whose raster a live run holds locked ("BASE.lock").
+QStringList ArchiveExtractor::rectanglesInUse(const QString& directory)
+{
+    QStringList inUse;
+    for (const QString& name : QDir(directory).entryList({ QStringLiteral("*.lock") }, QDir::Files)) {
+        QLockFile lock(directory + u'/' + name);
+        lock.setStaleLockTime(0);
+        if (lock.tryLock(0))
+            lock.unlock();
+        else if (lock.error() == QLockFile::LockFailedError)
+            inUse.append(name.chopped(5));
+    }
+    return inUse;
+}
+
 void ArchiveExtractor::removeOldSideFiles(const QString& directory)
 {
     const QStringList filters { QStringLiteral("*.stx"), QStringLiteral("*.blw"), QStringLiteral("*.hdr"),
         QStringLiteral("*.bil"), QStringLiteral("*.prj"), QStringLiteral("*.bil.aux.xml"),
         QStringLiteral("*.aux"), QStringLiteral("meta1.html"), QStringLiteral("METADATA.???") };
+    const QStringList inUse = rectanglesInUse(directory);
     for (const QString& name : QDir(directory).entryList(filters, QDir::Files, QDir::Unsorted)) {
+        if (std::any_of(inUse.cbegin(), inUse.cend(), [&name](const QString& base) { return name.startsWith(base); }))
+            continue;
         const QString path = directory + u'/' + name;
         qDebug().noquote() << QStringLiteral("Removing file %1").arg(path);
         QFile::remove(path);

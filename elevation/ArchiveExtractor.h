@@ -21,7 +21,8 @@ class ArchiveExtractor {
 public:
     // Removes from directory the raster and side files earlier archives
     // left there, of any rectangle (plain files only, hidden ones kept),
-    // naming each on the debug output. Archives and images stay.
+    // naming each on the debug output. Archives and images stay, and so do
+    // the files of a rectangle another live run holds locked.
     static void removeOldSideFiles(const QString& directory);
 
     // Called after every chunk; false stops the unpacking at once.
@@ -35,4 +36,7 @@ public:
 
     // Both baseName.bil and baseName.hdr exist, so the import can start.
     static bool rasterExtracted(const QString& baseName);
+
+private:
+    static QStringList rectanglesInUse(const QString& directory);
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "HttpServer.h"
-#include "SignalQuitter.h"
+#include "util/SignalQuitter.h"
 
 #include <QCoreApplication>
 #include <QHostAddress>

@@ -1,6 +1,8 @@
-// MainDialog: centring the rectangle on a U.S. address.
-#include "app/MainDialog.h"
+// DownloadRun: centring the rectangle on a U.S. address.
+#include "run/DownloadRun.h"
 
+#include "app/DownloadArea.h"
+#include "app/MessageLog.h"
 #include "app/SettingsStore.h"
 #include "geocode/GeocodePage.h"
 #include "geocode/GeocodeQuery.h"
@@ -9,18 +11,18 @@
 
 #include <QBuffer>
 
-void MainDialog::slotGeocode()
+void DownloadRun::geocode(const QString& address)
 {
-    setControlsRunning(true);
+    emit controlsLocked(true);
     geocodeAborted = false;
     geocodeFinished = false;
-    const GeocodeQuery query(ServiceEndpoint::geocoder(), lineEditAddress->text());
-    addMessage(tr("Geocode: Downloading %1").arg(query.path()));
+    const GeocodeQuery query(ServiceEndpoint::geocoder(), address);
+    MessageLog::append(tr("Geocode: Downloading %1").arg(query.path()));
     geocodeHttp->setHost(query.host(), query.port());
     requests.issue(*geocodeHttp, query.path(), query.url());
 }
 
-void MainDialog::geocodeRequestFinished(int requestId, bool error)
+void DownloadRun::geocodeRequestFinished(int requestId, bool error)
 {
     const RequestRegistry::Record request
         = requests.accept(RequestRegistry::Handler::Geocode, requestId, error, verbose);
@@ -32,40 +34,46 @@ void MainDialog::geocodeRequestFinished(int requestId, bool error)
         request->releaseBuffer();
         if (oversized)
             endAbortedBranch(geocodeFinished);
+        else
+            emit stalled();
         return;
     }
     if (geocodeAborted) {
         endAbortedBranch(geocodeFinished);
         return;
     }
-    setControlsRunning(false);
-    pushButtonDownload->setDefault(true);
-    pushButtonGeocode->setDefault(false);
-    slotDoubleSpinBoxNorthValueChanged(0.0);
-    slotDoubleSpinBoxWestValueChanged(0.0);
+    emit controlsLocked(false);
 
     const QString workingDirectory = SettingsStore::workingDirectory();
     const QByteArray body = request->buffer->data();
     ReplyDebugFile::append(workingDirectory, ReplyDebugFile::Geocode, body);
-    const QString area = SettingsStore::downloadArea();
-    const double width = downloadAreaWidth(area);
-    const double height = downloadAreaHeight(area);
+    const QString areaText = SettingsStore::downloadArea();
+    const double width = DownloadArea::width(areaText);
+    const double height = DownloadArea::height(areaText);
+    // South and East follow North and West with the stored area first, as
+    // the window's fields do, then the address moves what it gives.
+    area.south = area.north - height;
+    area.east = area.west + width;
     const GeocodePage page(body);
-    if (const std::optional<double> latitude = page.latitude()) {
-        doubleSpinBoxNorth->setValue(*latitude + height * 0.5);
-        doubleSpinBoxSouth->setValue(*latitude + height * -0.5);
+    const std::optional<double> latitude = page.latitude();
+    const std::optional<double> longitude = page.longitude();
+    if (latitude) {
+        area.north = *latitude + height * 0.5;
+        area.south = *latitude + height * -0.5;
     }
-    if (const std::optional<double> longitude = page.longitude()) {
-        doubleSpinBoxWest->setValue(*longitude + width * -0.5);
-        doubleSpinBoxEast->setValue(*longitude + width * 0.5);
+    if (longitude) {
+        area.west = *longitude + width * -0.5;
+        area.east = *longitude + width * 0.5;
     }
+    emit rectangleChanged(area);
     if (const QString missing = page.missingMessage(); !missing.isEmpty()) {
-        addMessage(missing);
-        showError(missing);
+        MessageLog::append(missing);
+        emit errorShown(missing);
     }
     request->buffer->close();
     // Pages that report an error are kept twice, to stand out in the file.
     if (body.contains("Error"))
         ReplyDebugFile::append(workingDirectory, ReplyDebugFile::Geocode, body);
     request->releaseBuffer();
+    emit geocodeAnswered(latitude && longitude);
 }

@@ -1,17 +1,18 @@
-// MainDialog: merging the elevation colours into the texture, the end of a
+// DownloadRun: merging the elevation colours into the texture, the end of a
 // run.
-#include "app/MainDialog.h"
+#include "run/DownloadRun.h"
 
+#include "app/MessageLog.h"
 #include "http/HttpClient.h"
 #include "texture/TextureMerge.h"
 #include "util/BackgroundWork.h"
 
 #include <QSaveFile>
 
-bool MainDialog::mergeFiles()
+bool DownloadRun::mergeFiles()
 {
     if (verbose)
-        addMessage(tr("mergeFiles(): Merging color file and OpenStreetMap file."));
+        MessageLog::append(tr("mergeFiles(): Merging color file and OpenStreetMap file."));
     const QString colourFile = baseFileName + QStringLiteral("-el-col.png");
     const QString textureFile = baseFileName + QStringLiteral(".png");
     // The large loads and the save run beside the event loop; a cancel in
@@ -21,14 +22,14 @@ bool MainDialog::mergeFiles()
     if (cancelled())
         return false;
     if (colours.isNull()) {
-        addMessage(tr("Seamless error: Could not open file %1").arg(colourFile));
+        MessageLog::append(tr("Seamless error: Could not open file %1").arg(colourFile));
         return false;
     }
     const QImage texture = BackgroundWork::run([&textureFile] { return QImage(textureFile); });
     if (cancelled())
         return false;
     if (texture.isNull()) {
-        addMessage(tr("Seamless error: Could not open file %1").arg(textureFile));
+        MessageLog::append(tr("Seamless error: Could not open file %1").arg(textureFile));
         return false;
     }
 
@@ -42,26 +43,25 @@ bool MainDialog::mergeFiles()
     });
     if (cancelled())
         return false;
-    progressBarScalingElevation->setValue(progressBarScalingElevation->maximum());
-    progressBarMerging->setMaximum(merged.height());
-    progressBarMerging->setValue(merged.height());
+    emit stageCompleted(Stage::ScalingElevation);
+    setStage(Stage::Merging, merged.height(), merged.height());
 
     const QString combinedFile = baseFileName + QStringLiteral("-el-col-scaled.png");
-    addMessage(tr("Seamless: Saving file %1.").arg(combinedFile));
-    setCursor(Qt::WaitCursor);
+    MessageLog::append(tr("Seamless: Saving file %1.").arg(combinedFile));
+    emit savingChanged(true);
     // Qt's writer keeps this file smallest; a save file keeps it whole or absent.
     const bool saved = BackgroundWork::run([&merged, &combinedFile] {
         QSaveFile file(combinedFile);
         return file.open(QIODevice::WriteOnly) && merged.save(&file, "PNG") && file.commit();
     });
-    setCursor(Qt::ArrowCursor);
+    emit savingChanged(false);
     if (!saved) {
-        addMessage(tr("Seamless: Could not save file %1.").arg(combinedFile));
+        MessageLog::append(tr("Seamless: Could not save file %1.").arg(combinedFile));
         return false;
     }
     if (cancelled())
         return false;
-    showPreview(labelTextureFile, merged, texturePreview);
+    showPreview(Preview::Texture, merged);
     if (openStreetMapHttp->hasPendingRequests())
         openStreetMapHttp->clearPendingRequests();
     if (seamlessHttp->hasPendingRequests())

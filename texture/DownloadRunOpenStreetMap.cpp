@@ -1,27 +1,29 @@
-// MainDialog: the texture branch's tile list and tile download.
-#include "app/MainDialog.h"
+// DownloadRun: the texture branch's tile list and tile download.
+#include "run/DownloadRun.h"
 
+#include "app/DownloadArea.h"
+#include "app/MessageLog.h"
 #include "app/SettingsStore.h"
 #include "http/HttpClient.h"
 #include "http/ReplyDebugFile.h"
 #include "texture/TileImage.h"
 #include "texture/TileList.h"
 
+#include <QCoreApplication>
 #include <QBuffer>
 #include <QSaveFile>
 #include <QTimer>
 
 #include <algorithm>
 
-bool MainDialog::createOpenStreetMapTileList()
+bool DownloadRun::createOpenStreetMapTileList()
 {
-    const int zoom = TileList::zoomForAreaWidth(downloadAreaWidth(SettingsStore::downloadArea()));
-    tiles = TileList::covering(doubleSpinBoxWest->value(), doubleSpinBoxEast->value(),
-        doubleSpinBoxNorth->value(), doubleSpinBoxSouth->value(), zoom);
+    const int zoom = TileList::zoomForAreaWidth(DownloadArea::width(SettingsStore::downloadArea()));
+    tiles = TileList::covering(area.west, area.east, area.north, area.south, zoom);
     return true;
 }
 
-void MainDialog::downloadOpenStreetMap()
+void DownloadRun::downloadOpenStreetMap()
 {
     createOpenStreetMapTileList();
     const ServiceEndpoint server = ServiceEndpoint::tileServer();
@@ -30,7 +32,7 @@ void MainDialog::downloadOpenStreetMap()
     for (int i = 0; i < tiles.size() && !openStreetMapAborted; ++i) {
         const QString fileName = TileList::fileName(SettingsStore::workingDirectory(), tiles[i]);
         if (verbose)
-            addMessage(tr("OpenStreetMap: Checking %2").arg(fileName));
+            MessageLog::append(tr("OpenStreetMap: Checking %2").arg(fileName));
         if (!QImage(fileName).isNull()) {
             ++found;
             tiles[i].done = true;
@@ -38,7 +40,7 @@ void MainDialog::downloadOpenStreetMap()
             const QString path = TileList::requestPath(tiles[i]);
             const QString url = QStringLiteral("http://") + server.authority() + path;
             openStreetMapAborted = false;
-            addMessage(tr("OpenStreetMap: Downloading %1").arg(url));
+            MessageLog::append(tr("OpenStreetMap: Downloading %1").arg(url));
             openStreetMapHttp->setHost(server.host(), server.port());
             tiles[i].requestId = requests.issue(*openStreetMapHttp, path, url);
         }
@@ -53,26 +55,22 @@ void MainDialog::downloadOpenStreetMap()
         return;
     openStreetMapFinished = true;
     slotTileOpenStreetMapFiles();
-    if (seamlessFinished) {
-        if (verbose)
-            addMessage(tr("downloadOpenStreetMap(): calling mergeFiles()."));
-        mergeFiles();
-    }
+    joinBranches(QStringLiteral("downloadOpenStreetMap"));
 }
 
-void MainDialog::openStreetMapHttpReadResponseHeader(const HttpResponseHeader& responseHeader)
+void DownloadRun::openStreetMapHttpReadResponseHeader(const HttpResponseHeader& responseHeader)
 {
     if (isAcceptedStatus(responseHeader.statusCode()))
         return;
     const QString message
         = tr("OpenStreetMap error: Download failed: %1.").arg(responseHeader.reasonPhrase());
-    addMessage(message);
-    showError(message);
+    MessageLog::append(message);
+    emit errorShown(message);
     openStreetMapAborted = true;
     openStreetMapHttp->abort();
 }
 
-void MainDialog::openStreetMapHttpRequestFinished(int requestId, bool error)
+void DownloadRun::openStreetMapHttpRequestFinished(int requestId, bool error)
 {
     const RequestRegistry::Record request
         = requests.accept(RequestRegistry::Handler::OpenStreetMap, requestId, error, verbose);
@@ -97,7 +95,7 @@ void MainDialog::openStreetMapHttpRequestFinished(int requestId, bool error)
     saveTile(int(tile - tiles.cbegin()), body);
 }
 
-void MainDialog::saveTile(int index, const QByteArray& body)
+void DownloadRun::saveTile(int index, const QByteArray& body)
 {
     const QString workingDirectory = SettingsStore::workingDirectory();
     const QString fileName = TileList::fileName(workingDirectory, tiles[index]);
@@ -105,18 +103,17 @@ void MainDialog::saveTile(int index, const QByteArray& body)
         ReplyDebugFile::append(workingDirectory, ReplyDebugFile::OpenStreetMap, body);
     const bool decoded = !TileImage::decode(body).isNull();
     if (!decoded)
-        addMessage(tr("OpenStreetMap error: Could not load image from buffer."));
-    progressBarDownloadingSingleTiles->setMaximum(int(tiles.size()));
-    progressBarDownloadingSingleTiles->setValue(index + 1);
+        MessageLog::append(tr("OpenStreetMap error: Could not load image from buffer."));
+    setStage(Stage::DownloadingSingleTiles, index + 1, int(tiles.size()));
     QCoreApplication::processEvents();
     // A body that decodes is a PNG already: it is stored as it came, which
     // keeps every pixel without encoding the tile again. The tile takes its
     // name only once it is written in full.
     QSaveFile file(fileName);
     if (!decoded || !file.open(QIODevice::WriteOnly) || file.write(body) != body.size() || !file.commit()) {
-        addMessage(tr("OpenStreetMap error: Could not save image %1.").arg(fileName));
+        MessageLog::append(tr("OpenStreetMap error: Could not save image %1.").arg(fileName));
     } else if (verbose) {
-        addMessage(tr("OpenStreetMap: Image %1 saved.").arg(fileName));
+        MessageLog::append(tr("OpenStreetMap: Image %1 saved.").arg(fileName));
     }
     // A cancel and a new run inside the event processing above may have
     // replaced the list.
@@ -124,10 +121,10 @@ void MainDialog::saveTile(int index, const QByteArray& body)
         return;
     tiles[index].done = true;
     if (std::all_of(tiles.cbegin(), tiles.cend(), [](const Tile& tile) { return tile.done; }))
-        QTimer::singleShot(1000, this, &MainDialog::slotTileOpenStreetMapFiles);
+        QTimer::singleShot(1000, this, &DownloadRun::slotTileOpenStreetMapFiles);
 }
 
-void MainDialog::openStreetMapHttpSslErrors(const QList<QSslError>& errors)
+void DownloadRun::openStreetMapHttpSslErrors(const QList<QSslError>& errors)
 {
     if (sslErrorsIgnored(errors))
         openStreetMapHttp->ignoreSslErrors();

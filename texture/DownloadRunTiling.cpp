@@ -1,6 +1,7 @@
-// MainDialog: stitching the tiles into the texture and re-colouring it.
-#include "app/MainDialog.h"
+// DownloadRun: stitching the tiles into the texture and re-colouring it.
+#include "run/DownloadRun.h"
 
+#include "app/MessageLog.h"
 #include "app/SettingsStore.h"
 #include "image/PngWriter.h"
 #include "texture/TextureRecolouring.h"
@@ -8,32 +9,32 @@
 #include "texture/TileMosaic.h"
 #include "util/BackgroundWork.h"
 
-void MainDialog::slotTileOpenStreetMapFiles()
+#include <QCoreApplication>
+
+void DownloadRun::slotTileOpenStreetMapFiles()
 {
     // A timer of a cancelled run.
     if (openStreetMapAborted)
         return;
-    progressBarDownloadingSingleTiles->setMaximum(int(tiles.size()));
-    progressBarDownloadingSingleTiles->setValue(int(tiles.size()));
+    setStage(Stage::DownloadingSingleTiles, int(tiles.size()), int(tiles.size()));
     QCoreApplication::processEvents();
 
     const std::optional<QRect> bounds = TileMosaic::bounds(tiles);
     if (!bounds) {
-        addMessage(tr("OpenStreetMap error: The rectangle covers no tile, so there is no texture."));
+        MessageLog::append(tr("OpenStreetMap error: The rectangle covers no tile, so there is no texture."));
     } else {
-        addMessage(tr("OpenStreetMap: Tiling, total file size = %1 x %2 pixels")
+        MessageLog::append(tr("OpenStreetMap: Tiling, total file size = %1 x %2 pixels")
                        .arg(bounds->width())
                        .arg(bounds->height()));
         TileMosaic mosaic(*bounds);
         // Events run between the tiles; the list they work on stays this one.
         const QList<Tile> stitched = tiles;
-        progressBarTiling->setMaximum(int(stitched.size()));
         for (int k = 0; k < stitched.size(); ++k) {
-            progressBarTiling->setValue(k + 1);
+            setStage(Stage::Tiling, k + 1, int(stitched.size()));
             const QString fileName = TileList::fileName(SettingsStore::workingDirectory(), stitched[k]);
             const QImage tile(fileName);
             if (tile.isNull())
-                addMessage(tr("OpenStreetMap error: Could not load %1 for tiling.").arg(fileName));
+                MessageLog::append(tr("OpenStreetMap error: Could not load %1 for tiling.").arg(fileName));
             else
                 mosaic.paste(stitched[k], tile);
             QCoreApplication::processEvents();
@@ -45,41 +46,30 @@ void MainDialog::slotTileOpenStreetMapFiles()
             return;
 
         const QString textureFile = baseFileName + QStringLiteral(".png");
-        addMessage(tr("OpenStreetMap: Saving %1.").arg(textureFile));
+        MessageLog::append(tr("OpenStreetMap: Saving %1.").arg(textureFile));
         const QImage& texture = mosaic.image();
-        // The full-size texture is scaled beside the event loop; showPreview
-        // then finds an image that already fits the label and keeps it.
-        const QSize labelSize = labelTextureFile->size();
-        const QImage fitted = BackgroundWork::run([&texture, labelSize] {
-            return texture.scaled(labelSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-        });
-        showPreview(labelTextureFile, fitted, texturePreview);
+        showPreview(Preview::Texture, texture);
         QCoreApplication::processEvents();
-        setCursor(Qt::WaitCursor);
+        emit savingChanged(true);
         if (!BackgroundWork::run([&texture, &textureFile] {
                 return PngWriter::save(texture, textureFile, PngWriter::Content::Picture);
             }))
-            addMessage(tr("OpenStreetMap error: Could not save %1.").arg(textureFile));
-        setCursor(Qt::ArrowCursor);
+            MessageLog::append(tr("OpenStreetMap error: Could not save %1.").arg(textureFile));
+        emit savingChanged(false);
         if (openStreetMapAborted)
             return;
     }
     openStreetMapFinished = true;
-    if (seamlessFinished) {
-        if (verbose)
-            addMessage(tr("openStreetMapHttpRequestFinished(): calling mergeFiles()."));
-        mergeFiles();
-    }
+    joinBranches(QStringLiteral("openStreetMapHttpRequestFinished"));
 }
 
 // False when the run was cancelled in the middle.
-bool MainDialog::postProcessOpenStreetMapImage(QImage& image)
+bool DownloadRun::postProcessOpenStreetMapImage(QImage& image)
 {
     image.convertTo(QImage::Format_RGB888);
-    addMessage(tr("OpenStreetMap: Post processing downloaded image."));
-    progressBarPostProcessing->setMaximum(image.height());
+    MessageLog::append(tr("OpenStreetMap: Post processing downloaded image."));
     for (int y = 0; y < image.height(); ++y) {
-        progressBarPostProcessing->setValue(y + 1);
+        setStage(Stage::PostProcessing, y + 1, image.height());
         TextureRecolouring::recolourRow(image, y);
         QCoreApplication::processEvents();
         if (openStreetMapAborted)

@@ -13,10 +13,12 @@ SignalQuitter::SignalQuitter(QObject* parent)
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0)
         return;
     notifier = new QSocketNotifier(sockets[1], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [] {
+    connect(notifier, &QSocketNotifier::activated, this, [this] {
         char signal = 0;
-        if (::read(sockets[1], &signal, 1) == 1)
+        if (::read(sockets[1], &signal, 1) == 1) {
             qInfo().noquote() << QStringLiteral("signal %1, stopping").arg(int(signal));
+            emit received(signal);
+        }
         QCoreApplication::quit();
     });
     struct sigaction action { };
