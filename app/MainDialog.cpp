@@ -50,7 +50,8 @@ MainDialog::MainDialog(QWidget* parent)
         [this](bool saving) { setCursor(saving ? Qt::WaitCursor : Qt::ArrowCursor); });
     connect(run, &DownloadRun::succeeded, this, &MainDialog::showSuccess);
     connect(run, &DownloadRun::cancelled, this, &MainDialog::showIdleAfterCancel);
-    connect(run, &DownloadRun::rectangleChanged, this, [this](const DownloadRun::Rectangle& rectangle) {
+    // A copy: each field hands the rectangle to the run as it changes.
+    connect(run, &DownloadRun::rectangleChanged, this, [this](DownloadRun::Rectangle rectangle) {
         doubleSpinBoxNorth->setValue(rectangle.north);
         doubleSpinBoxSouth->setValue(rectangle.south);
         doubleSpinBoxWest->setValue(rectangle.west);
