@@ -112,7 +112,7 @@ void DownloadRun::seamlessHttpRequestFinished(int requestId, bool error)
         = requests.accept(RequestRegistry::Handler::Seamless, requestId, error, verbose);
     if (!request)
         return;
-    if (error && !seamlessAborted && request->file && request->file->error() != QFileDevice::NoError) {
+    if (error && !seamlessAborted && request->file && seamlessHttp->bodyRefused()) {
         reportUnsavedArchive();
         request->releaseBuffer();
         QTimer::singleShot(1000, this, &DownloadRun::slotCreateBIL);

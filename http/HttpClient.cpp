@@ -81,6 +81,7 @@ void HttpClient::abort()
     if (current.id == 0)
         return;
     lastError = tr("Request aborted");
+    refused = false;
     finishCurrent(true);
 }
 
@@ -91,6 +92,8 @@ void HttpClient::clearPendingRequests() { queue.clear(); }
 int HttpClient::currentId() const { return current.id; }
 
 QString HttpClient::errorString() const { return lastError; }
+
+bool HttpClient::bodyRefused() const { return refused; }
 
 void HttpClient::setTransferTimeout(int milliseconds) { transferTimeout = milliseconds; }
 
@@ -191,6 +194,7 @@ void HttpClient::readBody()
         return;
     if (current.device && current.device->write(piece) != piece.size()) {
         lastError = tr("The body could not be stored");
+        refused = true;
         finishCurrent(true);
         return;
     }
@@ -206,8 +210,10 @@ void HttpClient::replyFinished()
         return;
     const bool broken = reply->error() == QNetworkReply::NoError && isBrokenChunkedBody(reply, bodyDone);
     const bool failed = broken || isTransportFailure(reply);
-    if (failed)
+    if (failed) {
         lastError = broken ? tr("Invalid HTTP chunked body") : reply->errorString();
+        refused = false;
+    }
     finishCurrent(failed);
 }
 

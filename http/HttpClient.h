@@ -61,6 +61,9 @@ public:
     int currentId() const;
     // Text of the last failure.
     QString errorString() const;
+    // The last failure was the device refusing a piece of the body (a full
+    // disk, say), not the transfer.
+    bool bodyRefused() const;
     // Fails a GET that receives nothing for this long; 0 (the default) waits
     // without limit.
     void setTransferTimeout(int milliseconds);
@@ -104,4 +107,5 @@ private:
     qint64 bodyTotal = 0;
     qint64 bodyDone = 0;
     QString lastError;
+    bool refused = false;
 };

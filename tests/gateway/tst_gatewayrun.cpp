@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QImage>
 #include <QTemporaryDir>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -78,17 +79,17 @@ private slots:
     {
         RunFixture run(gatewayOptions(1000), gateway());
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3, .workingDirectory = work.path() });
+        DownloadRun& downloadRun
+            = run.start({ .area = area, .source = srtm3, .workingDirectory = work.path() });
 
-        dialog.lineEditAddress->setText(QStringLiteral("1 Main Street, Boulder, CO"));
-        dialog.pushButtonGeocode->click();
-        QVERIFY(QTest::qWaitFor([&] { return dialog.pushButtonDownload->isEnabled(); }, 20000));
-        QCOMPARE(dialog.doubleSpinBoxNorth->value(), 40.3125);
-        QCOMPARE(dialog.doubleSpinBoxWest->value(), -105.625);
-        dialog.doubleSpinBoxNorth->setValue(40.25);
-        dialog.doubleSpinBoxWest->setValue(-106.0);
+        QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
+        downloadRun.geocode(QStringLiteral("1 Main Street, Boulder, CO"));
+        QVERIFY(answered.wait(20000));
+        QCOMPARE(downloadRun.rectangle().north, 40.3125);
+        QCOMPARE(downloadRun.rectangle().west, -105.625);
+        downloadRun.setRectangle({ 40.25, 40.125, -106.0, -105.75 });
 
-        dialog.pushButtonDownload->click();
+        run.download();
         QVERIFY(QTest::qWaitFor([&] { return !run.boxes().isEmpty(); }, 120000));
         const QString base = run.baseFileName();
         QVERIFY(!QImage(base + QStringLiteral("-el-corr.png")).isNull());
@@ -106,15 +107,14 @@ private slots:
         RunFixture run(gatewayOptions(10), gateway());
         QVERIFY(run.isReady());
         // A rectangle whose tiles are not in the cache yet.
-        MainDialog& dialog
-            = run.start({ .area = area, .source = srtm3, .north = 40.5, .workingDirectory = work.path() });
-        dialog.pushButtonDownload->click();
+        run.start({ .area = area, .source = srtm3, .north = 40.5, .workingDirectory = work.path() });
+        run.download();
         const QString refused = QStringLiteral("OpenStreetMap error: Download failed: tile budget exceeded.");
         QVERIFY(run.waitForLine(refused, 60000));
         QVERIFY(QTest::qWaitFor([&] { return run.isIdle(); }, 20000));
-        QCOMPARE(dialog.labelHTMLMessage->text(), refused);
+        QCOMPARE(run.message(), refused);
     }
 };
 
-QTEST_MAIN(TestGatewayRun)
+QTEST_GUILESS_MAIN(TestGatewayRun)
 #include "tst_gatewayrun.moc"

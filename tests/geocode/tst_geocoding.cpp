@@ -3,6 +3,7 @@
 #include "app/SettingsStore.h"
 
 #include <QFile>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -11,10 +12,10 @@ const QString area1 = QStringLiteral("1° (lon) by 0.5° (lat)");
 const QString whiteHouse = QStringLiteral("1600 Pennsylvania Avenue, Washington, DC");
 const QString neverIssued = QStringLiteral("geocodeRequestFinished(#, 0) - request never issued. Returning.");
 
-QList<double> borders(const MainDialog& dialog)
+QList<double> borders(const DownloadRun& run)
 {
-    return { dialog.doubleSpinBoxNorth->value(), dialog.doubleSpinBoxSouth->value(),
-        dialog.doubleSpinBoxWest->value(), dialog.doubleSpinBoxEast->value() };
+    const auto [north, south, west, east] = run.rectangle();
+    return { north, south, west, east };
 }
 
 } // namespace
@@ -51,25 +52,26 @@ private slots:
         QFETCH(QString, error);
         RunFixture run;
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area1 });
-        const QList<double> before = borders(dialog);
-        dialog.lineEditAddress->setText(address);
-        dialog.pushButtonGeocode->click();
-        QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
-        QVERIFY(QTest::qWaitFor([&] { return dialog.pushButtonGeocode->isEnabled(); }, 30000));
+        DownloadRun& downloadRun = run.start({ .area = area1 });
+        const QList<double> before = borders(downloadRun);
+        QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
+        downloadRun.geocode(address);
+        QVERIFY(run.controlsLocked());
+        QVERIFY(answered.wait(30000));
+        QVERIFY(!run.controlsLocked());
+        QCOMPARE(answered.at(0).at(0).toBool(), error.isEmpty());
 
         QStringList log { QStringLiteral("Geocode: Downloading ") + QString::fromLatin1(sent), neverIssued };
         if (!error.isEmpty())
             log.append(error);
         QCOMPARE(run.log(), log);
-        QCOMPARE(dialog.labelHTMLMessage->text(), error);
+        QCOMPARE(run.message(), error);
         QVERIFY(run.simulatorLog().contains("\"GET " + sent + " HTTP/1.1\""));
-        const QList<double> after = borders(dialog);
+        const QList<double> after = borders(downloadRun);
         if (expected.isEmpty())
             expected = before;
         for (int i = 0; i < 4; ++i)
             QVERIFY2(qAbs(after[i] - expected[i]) < 1e-9, qPrintable(QString::number(after[i])));
-        QVERIFY(dialog.pushButtonDownload->isDefault() && !dialog.pushButtonCancel->isEnabled());
 
         QFile debugFile(run.workingDirectory() + QStringLiteral("/debugGeocode.txt"));
         QVERIFY(debugFile.open(QIODevice::ReadOnly));
@@ -81,20 +83,19 @@ private slots:
     {
         RunFixture run({ QStringLiteral("--slow-body"), QStringLiteral("1:/demo.cgi") });
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area1 });
-        const QList<double> before = borders(dialog);
-        dialog.lineEditAddress->setText(whiteHouse);
-        dialog.pushButtonGeocode->click();
+        DownloadRun& downloadRun = run.start({ .area = area1 });
+        const QList<double> before = borders(downloadRun);
+        downloadRun.geocode(whiteHouse);
         QVERIFY(run.waitForLine(neverIssued));
         QTest::qWait(300);
-        dialog.pushButtonCancel->click();
-        QVERIFY(run.isIdle() && dialog.pushButtonGeocode->isEnabled());
+        downloadRun.cancelDownload();
+        QVERIFY(run.isIdle());
         QTest::qWait(300);
         QCOMPARE(run.log().size(), 2);
-        QCOMPARE(borders(dialog), before);
+        QCOMPARE(borders(downloadRun), before);
         QVERIFY(!QFile::exists(run.workingDirectory() + QStringLiteral("/debugGeocode.txt")));
     }
 };
 
-QTEST_MAIN(TestGeocoding)
+QTEST_GUILESS_MAIN(TestGeocoding)
 #include "tst_geocoding.moc"

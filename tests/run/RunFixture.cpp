@@ -1,5 +1,6 @@
 #include "RunFixture.h"
 
+#include "app/DownloadArea.h"
 #include "app/MessageBoxes.h"
 #include "app/MessageLog.h"
 #include "app/SettingsStore.h"
@@ -9,6 +10,13 @@
 #include <QSettings>
 #include <QTest>
 #include <QTimer>
+
+namespace {
+
+// The preview labels' size in the window as it opens.
+const QSize previewBox(300, 200);
+
+} // namespace
 
 RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
 {
@@ -22,7 +30,7 @@ RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
                          .replace(id, QStringLiteral("(#, \\2)"))
                          .replace(requestId, QStringLiteral("requestId = #")));
         if (triggerAction && lines.last() == triggerLine)
-            QTimer::singleShot(0, window.get(), std::exchange(triggerAction, {}));
+            QTimer::singleShot(0, downloadRun.get(), std::exchange(triggerAction, {}));
     });
     MessageBoxes::setHandler([this](MessageBoxes::Icon, QWidget*, const QString& title, const QString& text,
                                  MessageBoxes::Buttons buttons) {
@@ -33,7 +41,7 @@ RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
 
 RunFixture::~RunFixture()
 {
-    window.reset();
+    downloadRun.reset();
     MessageLog::setEcho({});
     MessageBoxes::setHandler({});
 }
@@ -48,7 +56,7 @@ QByteArray RunFixture::simulatorLog()
 
 QString RunFixture::authority() const { return sim->url(QString()).authority(); }
 
-MainDialog& RunFixture::start(const Settings& settings)
+DownloadRun& RunFixture::start(const Settings& settings)
 {
     QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).clear();
     SettingsStore::setDownloadArea(settings.area);
@@ -56,21 +64,48 @@ MainDialog& RunFixture::start(const Settings& settings)
     SettingsStore::setVerbose(settings.verbose);
     workDirectory = settings.workingDirectory.isEmpty() ? work.path() : settings.workingDirectory;
     SettingsStore::setWorkingDirectory(workDirectory);
-    window.reset();
-    window = std::make_unique<MainDialog>();
-    window->doubleSpinBoxNorth->setValue(settings.north);
-    window->doubleSpinBoxWest->setValue(settings.west);
-    window->show();
-    return *window;
+    downloadRun = std::make_unique<DownloadRun>();
+    downloadRun->setRectangle({ settings.north, settings.north - DownloadArea::height(settings.area),
+        settings.west, settings.west + DownloadArea::width(settings.area) });
+    record(*downloadRun);
+    return *downloadRun;
+}
+
+void RunFixture::record(DownloadRun& run)
+{
+    locked = busy = false;
+    std::fill(std::begin(bars), std::end(bars), Bar());
+    std::fill(std::begin(previews), std::end(previews), QImage());
+    label.clear();
+    stalls = 0;
+    QObject::connect(&run, &DownloadRun::controlsLocked, [this](bool on) { locked = on; });
+    QObject::connect(&run, &DownloadRun::busyChanged, [this](bool on) { busy = on; });
+    QObject::connect(&run, &DownloadRun::stageRangeChanged,
+        [this](DownloadRun::Stage stage, int maximum) { bars[int(stage)].maximum = maximum; });
+    QObject::connect(&run, &DownloadRun::stageValueChanged,
+        [this](DownloadRun::Stage stage, int value) { bars[int(stage)].value = value; });
+    QObject::connect(&run, &DownloadRun::stageCompleted,
+        [this](DownloadRun::Stage stage) { bars[int(stage)].value = bars[int(stage)].maximum; });
+    QObject::connect(&run, &DownloadRun::previewChanged,
+        [this](DownloadRun::Preview which, const QImage& image) { previews[int(which)] = image; });
+    QObject::connect(&run, &DownloadRun::pageShown, [this](const QString& text) { label = text; });
+    QObject::connect(&run, &DownloadRun::errorShown, [this](const QString& text) { label = text; });
+    QObject::connect(&run, &DownloadRun::stalled, [this] { ++stalls; });
+}
+
+void RunFixture::download()
+{
+    downloadRun->setPreviewSizes(previewBox, previewBox);
+    downloadRun->downloadFiles();
 }
 
 QString RunFixture::workingDirectory() const { return workDirectory; }
 
 QString RunFixture::baseFileName() const
 {
-    return WorkFileName::baseFileName(workDirectory, window->doubleSpinBoxNorth->value(),
-        window->doubleSpinBoxSouth->value(), window->doubleSpinBoxWest->value(),
-        window->doubleSpinBoxEast->value());
+    const DownloadRun::Rectangle rectangle = downloadRun->rectangle();
+    return WorkFileName::baseFileName(
+        workDirectory, rectangle.north, rectangle.south, rectangle.west, rectangle.east);
 }
 
 QStringList RunFixture::elevationLog() const
@@ -94,14 +129,13 @@ bool RunFixture::waitForLine(const QString& line, int milliseconds) const
     return QTest::qWaitFor([&] { return lines.contains(line); }, milliseconds);
 }
 
+bool RunFixture::waitForSuccess() const
+{
+    return QTest::qWaitFor([&] { return !boxTexts.isEmpty(); }, 300000);
+}
+
 void RunFixture::onLine(const QString& line, std::function<void()> action)
 {
     triggerLine = line;
     triggerAction = std::move(action);
-}
-
-bool RunFixture::isIdle() const
-{
-    return window->pushButtonDownload->isEnabled() && !window->pushButtonCancel->isEnabled()
-        && window->progressBarOverall->maximum() == 1;
 }

@@ -1,19 +1,21 @@
 #pragma once
 
 #include "SimProcess.h"
-#include "app/MainDialog.h"
+#include "run/DownloadRun.h"
 
+#include <QImage>
 #include <QStringList>
 #include <QTemporaryDir>
 
 #include <functional>
 #include <memory>
 
-// A main dialog, offscreen, pointed at a simulator of its own, with a
-// working directory in a temporary folder (the settings store is the test's
-// isolated one, cleared by start()). Message boxes are answered
-// (Ok, or Ignore for questions) and recorded; the message log is captured
-// with the request ids replaced by '#'.
+// A download run without a window, pointed at a simulator of its own, with
+// a working directory in a temporary folder (the settings store is the
+// test's isolated one, cleared by start()). It records what the window
+// would show: controls, bars, previews, the message label. Message boxes are
+// answered (Ok, or Ignore for questions) and recorded; the message log is
+// captured with the request ids replaced by '#'.
 class RunFixture {
 public:
     struct Settings {
@@ -25,6 +27,10 @@ public:
         // Empty: the fixture's temporary folder.
         QString workingDirectory;
     };
+    struct Bar {
+        int value = 0;
+        int maximum = 100;
+    };
 
     // program: the server to start, relka-sim unless named.
     explicit RunFixture(
@@ -35,11 +41,13 @@ public:
     // The request lines the simulator has logged so far.
     QByteArray simulatorLog();
     QString authority() const;
-    // Stores the settings and builds a fresh dialog on them.
-    MainDialog& start(const Settings& settings);
-    MainDialog& dialog() { return *window; }
+    // Stores the settings and makes a fresh run for the rectangle with the
+    // corner given and the area's size.
+    DownloadRun& start(const Settings& settings);
+    DownloadRun& run() { return *downloadRun; }
+    // What "&Download" does.
+    void download();
     QString workingDirectory() const;
-    // The base name the run uses for the dialog's rectangle.
     QString baseFileName() const;
 
     QStringList log() const { return lines; }
@@ -52,19 +60,37 @@ public:
     void clearLog() { lines.clear(); }
     // Waits until the log holds the line (compared after the id rewrite).
     bool waitForLine(const QString& line, int milliseconds = 60000) const;
-    bool isIdle() const;
+    // Waits for the success box.
+    bool waitForSuccess() const;
     // Runs action from the event loop as soon as the line is logged, also
     // in the middle of a long step that processes events.
     void onLine(const QString& line, std::function<void()> action);
 
+    // What the window would show.
+    bool isIdle() const { return !locked && !busy; }
+    bool controlsLocked() const { return locked; }
+    Bar bar(DownloadRun::Stage stage) const { return bars[int(stage)]; }
+    QImage preview(DownloadRun::Preview which) const { return previews[int(which)]; }
+    // The message label's text.
+    QString message() const { return label; }
+    bool hasStalled() const { return stalls > 0; }
+
 private:
+    void record(DownloadRun& run);
+
     QTemporaryDir work;
     std::unique_ptr<SimProcess> sim;
-    std::unique_ptr<MainDialog> window;
+    std::unique_ptr<DownloadRun> downloadRun;
     QString workDirectory;
     QStringList lines;
     QStringList boxTexts;
     QByteArray requestLog;
     QString triggerLine;
     std::function<void()> triggerAction;
+    bool locked = false;
+    bool busy = false;
+    Bar bars[DownloadRun::stageCount];
+    QImage previews[2];
+    QString label;
+    int stalls = 0;
 };

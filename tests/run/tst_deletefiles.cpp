@@ -1,5 +1,6 @@
 #include "RunFixture.h"
 
+#include "app/DownloadArea.h"
 #include "app/SettingsStore.h"
 #include "texture/TileList.h"
 
@@ -26,18 +27,17 @@ QStringList filesIn(const QString& directory) { return QDir(directory).entryList
 
 } // namespace
 
-// "Delete Intermediate Files": what goes, what stays, and the controls.
+// "Delete Intermediate Files": what goes and what stays.
 class TestDeleteFiles : public QObject {
     Q_OBJECT
 
     // The tiles of the rectangle on show at the zoom of the area.
-    static QStringList tileFiles(const RunFixture& run, MainDialog& dialog, const QString& area)
+    static QStringList tileFiles(RunFixture& run, const QString& area)
     {
         QStringList names;
-        const QList<Tile> tiles
-            = TileList::covering(dialog.doubleSpinBoxWest->value(), dialog.doubleSpinBoxEast->value(),
-                dialog.doubleSpinBoxNorth->value(), dialog.doubleSpinBoxSouth->value(),
-                TileList::zoomForAreaWidth(MainDialog::downloadAreaWidth(area)));
+        const DownloadRun::Rectangle rectangle = run.run().rectangle();
+        const QList<Tile> tiles = TileList::covering(rectangle.west, rectangle.east, rectangle.north,
+            rectangle.south, TileList::zoomForAreaWidth(DownloadArea::width(area)));
         for (const Tile& tile : tiles)
             names.append(TileList::fileName(run.workingDirectory(), tile));
         return names;
@@ -48,10 +48,9 @@ private slots:
     {
         RunFixture run;
         QVERIFY(run.isReady());
-        MainDialog& dialog
-            = run.start({ .area = area1, .source = SettingsStore::elevationDataSources().at(0) });
+        run.start({ .area = area1, .source = SettingsStore::elevationDataSources().at(0) });
         const QString base = run.baseFileName();
-        const QStringList tiles = tileFiles(run, dialog, area1);
+        const QStringList tiles = tileFiles(run, area1);
         QVERIFY(tiles.size() > 100);
         for (const QString& tile : tiles)
             touch(tile);
@@ -70,21 +69,15 @@ private slots:
             expected.append(QFileInfo(base + suffix).fileName());
         expected.sort();
 
-        dialog.pushButtonDeleteFiles->click();
+        run.run().deleteFiles();
         QCOMPARE(filesIn(run.workingDirectory()), expected);
         QVERIFY(run.log().isEmpty() && run.boxes().isEmpty());
-        for (QWidget* control : QList<QWidget*> { dialog.pushButtonDeleteFiles, dialog.pushButtonDownload,
-                 dialog.pushButtonGeocode, dialog.pushButtonSettings, dialog.doubleSpinBoxNorth,
-                 dialog.doubleSpinBoxSouth, dialog.doubleSpinBoxEast, dialog.doubleSpinBoxWest,
-                 dialog.lineEditAddress })
-            QVERIFY(control->isEnabled());
-        QVERIFY(!dialog.pushButtonCancel->isEnabled());
 
-        dialog.pushButtonDeleteFiles->click();
+        run.run().deleteFiles();
         QCOMPARE(filesIn(run.workingDirectory()), expected);
 
         // The results left behind end the next run at once.
-        dialog.pushButtonDownload->click();
+        run.download();
         QCOMPARE(run.boxes().size(), 1);
         QVERIFY(run.log().contains(QStringLiteral("         ********* SUCCESS *********")));
     }
@@ -93,16 +86,15 @@ private slots:
     {
         RunFixture run;
         QVERIFY(run.isReady());
-        MainDialog& dialog
-            = run.start({ .area = area1, .source = SettingsStore::elevationDataSources().at(0) });
-        const QStringList zoom13 = tileFiles(run, dialog, area1);
+        run.start({ .area = area1, .source = SettingsStore::elevationDataSources().at(0) });
+        const QStringList zoom13 = tileFiles(run, area1);
         for (const QString& tile : zoom13)
             touch(tile);
         SettingsStore::setDownloadArea(area05);
-        const QStringList zoom14 = tileFiles(run, dialog, area05);
+        const QStringList zoom14 = tileFiles(run, area05);
         for (const QString& tile : zoom14)
             touch(tile);
-        dialog.pushButtonDeleteFiles->click();
+        run.run().deleteFiles();
         for (const QString& tile : zoom13)
             QVERIFY(QFile::exists(tile));
         for (const QString& tile : zoom14)
@@ -110,5 +102,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestDeleteFiles)
+QTEST_GUILESS_MAIN(TestDeleteFiles)
 #include "tst_deletefiles.moc"

@@ -45,9 +45,9 @@ private slots:
         QFETCH(QString, source);
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area, .source = source });
-        dialog.pushButtonDownload->click();
-        QVERIFY(QTest::qWaitFor([&] { return !run.boxes().isEmpty(); }, 300000));
+        run.start({ .area = area, .source = source });
+        run.download();
+        QVERIFY(run.waitForSuccess());
         const QString base = run.baseFileName();
         const QStringList log = run.log();
         QCOMPARE(
@@ -71,16 +71,17 @@ private slots:
         QCOMPARE(merged.size(), QSize(5826, 3813));
         QVERIFY(!QImage(base + QStringLiteral("-el-corr.png")).isNull());
         QVERIFY(run.isIdle());
-        for (QProgressBar* bar : dialog.findChildren<QProgressBar*>())
-            QCOMPARE(bar->value(), bar->maximum());
-        QVERIFY(!dialog.labelElevationFile->pixmap().isNull() && !dialog.labelTextureFile->pixmap().isNull());
+        for (int stage = 0; stage < DownloadRun::stageCount; ++stage)
+            QCOMPARE(run.bar(DownloadRun::Stage(stage)).value, run.bar(DownloadRun::Stage(stage)).maximum);
+        QVERIFY(!run.preview(DownloadRun::Preview::Elevation).isNull()
+            && !run.preview(DownloadRun::Preview::Texture).isNull());
 
         // With the results gone, every tile and the archive are taken from
         // the disk; the stitching runs inside the start.
         QVERIFY(QFile::remove(base + QStringLiteral("-el-corr.png")));
         QVERIFY(QFile::remove(base + QStringLiteral("-el-col-scaled.png")));
         run.clearLog();
-        dialog.pushButtonDownload->click();
+        run.download();
         QCOMPARE(
             run.log().at(3), QStringLiteral("OpenStreetMap: Tiling, total file size = 5826 x 3813 pixels"));
         QVERIFY(run.log().contains(QStringLiteral("Seamless: Reusing file %1.zip.").arg(base)));
@@ -89,7 +90,7 @@ private slots:
 
         // Both results there: done at once.
         run.clearLog();
-        dialog.pushButtonDownload->click();
+        run.download();
         QCOMPARE(run.boxes().size(), 3);
         QCOMPARE(run.log().size(), 6);
         QCOMPARE(run.log().at(3), success);
@@ -99,10 +100,10 @@ private slots:
     {
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
+        run.start({ .area = area, .source = srtm3 });
         run.onLine(QStringLiteral("OpenStreetMap: Downloading http://%1%2").arg(run.authority(), oneTile),
-            [&dialog] { dialog.pushButtonCancel->click(); });
-        dialog.pushButtonDownload->click();
+            [&run] { run.run().cancelDownload(); });
+        run.download();
         QVERIFY(run.isIdle());
         const int kept = int(tileFiles(run.workingDirectory()).size());
         QVERIFY(kept < tileCount);
@@ -110,8 +111,8 @@ private slots:
         QCOMPARE(tileFiles(run.workingDirectory()).size(), kept);
 
         run.clearLog();
-        dialog.pushButtonDownload->click();
-        QVERIFY(QTest::qWaitFor([&] { return !run.boxes().isEmpty(); }, 300000));
+        run.download();
+        QVERIFY(run.waitForSuccess());
         QCOMPARE(linesStartingWith(run.log(), QStringLiteral("OpenStreetMap: Downloading")).size(),
             tileCount - kept);
     }
@@ -120,19 +121,18 @@ private slots:
     {
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
+        run.start({ .area = area, .source = srtm3 });
         run.onLine(
-            QStringLiteral("Seamless: Unzip finished."), [&dialog] { dialog.pushButtonCancel->click(); });
-        dialog.pushButtonDownload->click();
+            QStringLiteral("Seamless: Unzip finished."), [&run] { run.run().cancelDownload(); });
+        run.download();
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: Unzip finished.")));
         QVERIFY(QTest::qWaitFor([&] { return run.isIdle(); }, 60000));
-        QTest::qWait(1500);
         QVERIFY(run.boxes().isEmpty());
         QVERIFY(!run.log().contains(success));
 
         run.clearLog();
-        dialog.pushButtonDownload->click();
-        QVERIFY(QTest::qWaitFor([&] { return !run.boxes().isEmpty(); }, 300000));
+        run.download();
+        QVERIFY(run.waitForSuccess());
         QVERIFY(run.log().contains(QStringLiteral("Seamless: Reusing file %1.zip.").arg(run.baseFileName())));
     }
 
@@ -169,23 +169,26 @@ private slots:
         QFETCH(bool, cancelled);
         RunFixture run(options + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
-        dialog.pushButtonDownload->click();
+        run.start({ .area = area, .source = srtm3 });
+        run.download();
         const QString tileFile = run.workingDirectory() + QStringLiteral("/15-06740-12380.png");
         for (QString& line : lines)
             line.replace(QLatin1String("%1"), run.baseFileName()).replace(QLatin1String("%2"), tileFile);
-        QVERIFY(QTest::qWaitFor([&] { return run.log().contains(lines.last()); }, 300000));
-        QTest::qWait(1500);
+        // The run ends one of three ways: success, cancel, or waiting for Cancel.
+        QVERIFY(QTest::qWaitFor(
+            [&] { return succeeds ? !run.boxes().isEmpty() : cancelled ? run.isIdle() : run.hasStalled(); },
+            300000));
+        QVERIFY(run.log().contains(lines.last()));
         QStringList seen = run.log();
         seen.removeIf([&lines](const QString& line) { return !lines.contains(line); });
         QCOMPARE(seen, lines);
         QCOMPARE(run.boxes().size(), succeeds ? 1 : 0);
         QCOMPARE(run.isIdle(), cancelled);
         if (!cancelled)
-            dialog.pushButtonCancel->click();
+            run.run().cancelDownload();
         QVERIFY(run.isIdle());
     }
 };
 
-QTEST_MAIN(TestDownloadRun)
+QTEST_GUILESS_MAIN(TestDownloadRun)
 #include "tst_downloadrun.moc"

@@ -53,7 +53,7 @@ QString archiveUrl(const QString& authority, const QString& product)
 } // namespace
 
 // A download run's elevation branch against the simulated service, watched
-// through the message log and the dialog's widgets.
+// through the message log and what the window would show.
 class TestElevationRun : public QObject {
     Q_OBJECT
 
@@ -76,10 +76,9 @@ private slots:
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog = run.start({ .area = area, .source = source });
-        dialog.pushButtonDownload->click();
-        QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
-        QCOMPARE(dialog.progressBarOverall->maximum(), 0);
+        run.start({ .area = area, .source = source });
+        run.download();
+        QVERIFY(run.controlsLocked() && !run.isIdle());
         const QString archive = run.baseFileName() + QStringLiteral(".zip");
         QVERIFY(QTest::qWaitFor([&] { return QFile::exists(archive); }, 60000));
         const QStringList expected = startLines(source) + conversationToForm(run.authority(), product)
@@ -87,8 +86,8 @@ private slots:
         QCOMPARE(run.elevationLog(), expected);
         QFile saved(archive);
         QVERIFY(saved.open(QIODevice::ReadOnly) && saved.read(2) == "PK");
-        QCOMPARE(
-            dialog.progressBarDownloadingZipFile->value(), dialog.progressBarDownloadingZipFile->maximum());
+        const RunFixture::Bar zip = run.bar(DownloadRun::Stage::DownloadingZipFile);
+        QCOMPARE(zip.value, zip.maximum);
     }
 
     void verboseConversation()
@@ -96,7 +95,8 @@ private slots:
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        run.start({ .area = area, .source = srtm3, .verbose = true }).pushButtonDownload->click();
+        run.start({ .area = area, .source = srtm3, .verbose = true });
+        run.download();
         const QString archive = archiveUrl(run.authority(), QStringLiteral("SM905HZ"));
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: File %1.zip saved.").arg(run.baseFileName())));
         const QString summary = summaryUrl(run.authority(), QStringLiteral("SM905HZ"));
@@ -117,14 +117,14 @@ private slots:
         RunFixture run;
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
+        run.start({ .area = area, .source = srtm3 });
         QFile archive(run.baseFileName() + QStringLiteral(".zip"));
         QVERIFY(archive.open(QIODevice::WriteOnly));
         archive.close();
-        dialog.pushButtonDownload->click();
+        run.download();
         const QString reusing = QStringLiteral("Seamless: Reusing file %1.").arg(archive.fileName());
         QCOMPARE(run.elevationLog(), startLines(srtm3) + QStringList { reusing });
-        QCOMPARE(dialog.progressBarDownloadingZipFile->value(), 100);
+        QCOMPARE(run.bar(DownloadRun::Stage::DownloadingZipFile).value, 100);
     }
 
     void bothResultsOnDiskEndTheRunAtOnce()
@@ -132,12 +132,12 @@ private slots:
         RunFixture run;
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
+        run.start({ .area = area, .source = srtm3 });
         QImage picture(400, 200, QImage::Format_RGB32);
         picture.fill(Qt::darkGreen);
         QVERIFY(picture.save(run.baseFileName() + QStringLiteral("-el-corr.png")));
         QVERIFY(picture.save(run.baseFileName() + QStringLiteral("-el-col-scaled.png")));
-        dialog.pushButtonDownload->click();
+        run.download();
         const QStringList success {
             QStringLiteral("         ********* SUCCESS *********"),
             QStringLiteral("Elevation file %1-el-corr.png successfully created.").arg(run.baseFileName()),
@@ -146,13 +146,13 @@ private slots:
         QCOMPARE(run.elevationLog(), startLines(srtm3) + success);
         QCOMPARE(
             run.boxes(), QStringList { QStringLiteral("relka: Download and post processing finished!") });
-        QVERIFY(run.isIdle() && dialog.pushButtonGeocode->isDefault());
+        QVERIFY(run.isIdle());
         // The elevation preview is narrowed by cos(40.1875°) before it is fitted.
-        const QSize elevation = dialog.labelElevationFile->pixmap().size();
-        const QSize texture = dialog.labelTextureFile->pixmap().size();
+        const QSize elevation = run.preview(DownloadRun::Preview::Elevation).size();
+        const QSize texture = run.preview(DownloadRun::Preview::Texture).size();
         QVERIFY(qAbs(double(elevation.width()) / elevation.height() - 2 * 0.7641) < 0.02);
         QVERIFY(qAbs(double(texture.width()) / texture.height() - 2.0) < 0.02);
-        QCOMPARE(dialog.progressBarMerging->value(), dialog.progressBarMerging->maximum());
+        QCOMPARE(run.bar(DownloadRun::Stage::Merging).value, run.bar(DownloadRun::Stage::Merging).maximum);
     }
 
     void cancelDuringRefreshWait()
@@ -160,13 +160,12 @@ private slots:
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("2") });
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3, .verbose = true });
-        dialog.pushButtonDownload->click();
+        run.start({ .area = area, .source = srtm3, .verbose = true });
+        run.download();
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: Waiting 2 second(s) for refresh.")));
-        dialog.pushButtonCancel->click();
+        run.run().cancelDownload();
         QVERIFY(run.isIdle());
-        QVERIFY(dialog.labelElevationFile->text().isEmpty() && dialog.labelTextureFile->text().isEmpty());
-        dialog.pushButtonCancel->click();
+        run.run().cancelDownload();
         QVERIFY(run.isIdle());
         // The pending refresh still asks again; its answer is dropped.
         QVERIFY(run.waitForLine(QStringLiteral(
@@ -174,11 +173,11 @@ private slots:
         QVERIFY(run.isIdle());
 
         run.clearLog();
-        dialog.pushButtonDownload->click();
+        run.download();
         QVERIFY(run.waitForLine(neverIssued));
         QCOMPARE(
             run.elevationLog().at(3), downloading(summaryUrl(run.authority(), QStringLiteral("SM905HZ"))));
-        dialog.pushButtonCancel->click();
+        run.run().cancelDownload();
     }
 
     void cancelDuringArchiveBody()
@@ -187,13 +186,14 @@ private slots:
             QStringLiteral("--slow-body"), QStringLiteral("20000:/Website/distreq/archive") });
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog = run.start({ .area = area, .source = srtm3 });
-        dialog.pushButtonDownload->click();
-        QVERIFY(QTest::qWaitFor([&] { return dialog.progressBarDownloadingZipFile->value() > 0; }, 30000));
+        run.start({ .area = area, .source = srtm3 });
+        run.download();
+        QVERIFY(QTest::qWaitFor(
+            [&] { return run.bar(DownloadRun::Stage::DownloadingZipFile).value > 0; }, 30000));
         const int lines = run.elevationLog().size();
-        dialog.pushButtonCancel->click();
+        run.run().cancelDownload();
         QVERIFY(run.isIdle());
-        QCOMPARE(dialog.progressBarDownloadingZipFile->value(), 0);
+        QCOMPARE(run.bar(DownloadRun::Stage::DownloadingZipFile).value, 0);
         QTest::qWait(200);
         QCOMPARE(run.elevationLog().size(), lines);
         QVERIFY(!QFile::exists(run.baseFileName() + QStringLiteral(".zip")));
@@ -255,8 +255,7 @@ private slots:
         RunFixture run(options);
         QVERIFY(run.isReady());
         run.makeTileServerUnreachable();
-        MainDialog& dialog
-            = run.start({ .area = area, .source = source, .workingDirectory = workingDirectory });
+        run.start({ .area = area, .source = source, .workingDirectory = workingDirectory });
         QStringList expected = startLines(source);
         const QString product = QStringLiteral("SM905HZ");
         for (const QString& line : tail) {
@@ -270,20 +269,19 @@ private slots:
             else
                 expected += QString(line).replace(QLatin1String("%1"), run.baseFileName());
         }
-        dialog.pushButtonDownload->click();
+        run.download();
         QVERIFY(QTest::qWaitFor([&] { return run.elevationLog().size() >= expected.size(); }, 30000));
         QTest::qWait(1500);
         QCOMPARE(run.elevationLog(), expected);
         QFETCH(bool, cancelled);
         QCOMPARE(run.isIdle(), cancelled);
         QFETCH(QString, label);
-        QVERIFY(label.isEmpty() ? dialog.labelHTMLMessage->text().isEmpty()
-                                : dialog.labelHTMLMessage->text().contains(label));
+        QVERIFY(label.isEmpty() ? run.message().isEmpty() : run.message().contains(label));
         if (!cancelled)
-            dialog.pushButtonCancel->click();
+            run.run().cancelDownload();
         QVERIFY(run.isIdle());
     }
 };
 
-QTEST_MAIN(TestElevationRun)
+QTEST_GUILESS_MAIN(TestElevationRun)
 #include "tst_elevationrun.moc"

@@ -1,0 +1,206 @@
+#include "SimProcess.h"
+
+#include <QDir>
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+const QString base = QStringLiteral("40.25000N-40.12500S_-106.00000W--105.75000E");
+const QString success = QStringLiteral("         ********* SUCCESS *********");
+
+// relka-run against a simulator of its own, in a working folder of its own.
+class RelkaRun {
+public:
+    explicit RelkaRun(const QStringList& simOptions = {})
+        : sim(simOptions + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0") })
+    {
+        for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+            qputenv(variable, sim.url(QString()).authority().toLatin1());
+    }
+
+    bool isReady() const { return sim.isRunning() && work.isValid(); }
+    QString directory() const { return work.path(); }
+
+    // Starts relka-run on the rectangle at north 40.25, west west.
+    void start(QProcess& child, double west = -106, const QStringList& more = {})
+    {
+        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
+            QStringList { "--north", "40.25", "--west", QString::number(west), "--area", "0.25", "--source",
+                "srtm3", "--workdir", work.path() }
+                + more);
+    }
+
+    // Waits in the event loop, which keeps reading the simulator's log.
+    static bool finish(QProcess& child)
+    {
+        return QTest::qWaitFor([&child] { return child.state() == QProcess::NotRunning; }, 300000)
+            && child.exitStatus() == QProcess::NormalExit;
+    }
+
+    SimProcess sim;
+    QTemporaryDir work;
+};
+
+QStringList lines(const QByteArray& text) { return QString::fromLatin1(text).split('\n', Qt::SkipEmptyParts); }
+
+} // namespace
+
+class TestRelkaRun : public QObject {
+    Q_OBJECT
+
+private slots:
+    void commandLine_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QStringList>("output");
+        QTest::newRow("plan of a 2 x 2 region")
+            << QStringList { "--plan", "--region", "41,40,-106,-104", "--area", "1" } << 0
+            << QStringList { "--north 41 --west -106 --area 1", "--north 41 --west -105 --area 1",
+                   "--north 40.5 --west -106 --area 1", "--north 40.5 --west -105 --area 1" };
+        QTest::newRow("plan reaching past the region")
+            << QStringList { "--plan", "--region", "40.3,40,-106,-105.6", "--area",
+                   "0.25° (lon) by 0.125° (lat)" }
+            << 0
+            << QStringList { "--north 40.3 --west -106 --area 0.25", "--north 40.3 --west -105.75 --area 0.25",
+                   "--north 40.175 --west -106 --area 0.25", "--north 40.175 --west -105.75 --area 0.25",
+                   "--north 40.05 --west -106 --area 0.25", "--north 40.05 --west -105.75 --area 0.25" };
+        QTest::newRow("plan without area") << QStringList { "--plan", "--region", "41,40,-106,-104" } << 2
+                                           << QStringList();
+        QTest::newRow("region upside down")
+            << QStringList { "--plan", "--region", "40,41,-106,-104", "--area", "1" } << 2 << QStringList();
+        QTest::newRow("north without west") << QStringList { "--north", "40" } << 2 << QStringList();
+        QTest::newRow("corner and address") << QStringList { "--north", "40", "--west", "-106", "--address", "x" }
+                                            << 2 << QStringList();
+        QTest::newRow("unknown area") << QStringList { "--area", "3" } << 2 << QStringList();
+        QTest::newRow("unknown source") << QStringList { "--source", "srtm2" } << 2 << QStringList();
+        QTest::newRow("latitude out of range") << QStringList { "--north", "91", "--west", "0" } << 2
+                                               << QStringList();
+        QTest::newRow("stray argument") << QStringList { "now" } << 2 << QStringList();
+    }
+
+    void commandLine()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QStringList, output);
+        QProcess child;
+        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"), arguments);
+        QVERIFY(RelkaRun::finish(child));
+        QCOMPARE(child.exitCode(), exitCode);
+        QCOMPARE(lines(child.readAllStandardOutput()), output);
+        if (exitCode == 2)
+            QVERIFY(child.readAllStandardError().contains("Usage: relka-run"));
+    }
+
+    // Two runs of neighbouring rectangles share the folder, its tiles and
+    // its message log; the settings store stays as it was.
+    void twoRunsShareAFolder()
+    {
+        RelkaRun run;
+        QVERIFY(run.isReady());
+        QProcess first;
+        QProcess second;
+        run.start(first);
+        run.start(second, -105.75);
+        QVERIFY(RelkaRun::finish(first) && RelkaRun::finish(second));
+        const QStringList out = lines(first.readAllStandardOutput());
+        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join('\n')));
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(out.at(out.size() - 3), success);
+        const QByteArray progress = first.readAllStandardError();
+        QVERIFY(progress.contains("Merging: done\n") && progress.contains("Downloading zip file: done\n"));
+        QVERIFY(progress.contains("relka: Download and post processing finished!"));
+
+        const QString eastern = QStringLiteral("40.25000N-40.12500S_-105.75000W--105.50000E");
+        for (const QString& name : { base, eastern }) {
+            QVERIFY(!QImage(run.directory() + '/' + name + "-el-corr.png").isNull());
+            QVERIFY(!QImage(run.directory() + '/' + name + "-el-col-scaled.png").isNull());
+        }
+        for (const QString& tile : QDir(run.directory()).entryList({ "15-*.png" }))
+            QVERIFY2(!QImage(run.directory() + '/' + tile).isNull(), qPrintable(tile));
+        QFile log(run.directory() + "/messages.txt");
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        static const QRegularExpression whole(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"));
+        const QStringList logged = lines(log.readAll());
+        for (const QString& line : logged)
+            QVERIFY2(whole.match(line).hasMatch(), qPrintable(line));
+        QCOMPARE(logged.filter(success).size(), 2);
+        QVERIFY(QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).allKeys().isEmpty());
+    }
+
+    void endings_data()
+    {
+        QTest::addColumn<QStringList>("simOptions");
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<qint64>("fileSizeLimit");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QStringList>("lines"); // in this order among the output; %1 the base name
+        const QStringList slowArchive { "--slow-body", "20000:/Website/distreq/archive" };
+        QTest::newRow("SIGINT cancels") << slowArchive << SIGINT << qint64(0) << 130 << QStringList();
+        QTest::newRow("SIGTERM cancels") << slowArchive << SIGTERM << qint64(0) << 143 << QStringList();
+        QTest::newRow("a run that would wait for Cancel fails")
+            << QStringList { "--archive-without-hdr" } << 0 << qint64(0) << 1
+            << QStringList { "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and "
+                             "\"%1.hdr\" not found." };
+        // The tiles fit under the limit, the archive does not.
+        QTest::newRow("archive that cannot be written")
+            << QStringList() << 0 << qint64(24 * 1024) << 1
+            << QStringList { "Seamless error: Could not save file %1.zip.", "Seamless: unzOpen(%1.zip) failed." };
+    }
+
+    void endings()
+    {
+        QFETCH(QStringList, simOptions);
+        QFETCH(int, signal);
+        QFETCH(qint64, fileSizeLimit);
+        QFETCH(int, exitCode);
+        QFETCH(QStringList, lines);
+        RelkaRun run(simOptions);
+        QVERIFY(run.isReady());
+        QProcess child;
+        if (fileSizeLimit > 0) {
+            child.setChildProcessModifier([fileSizeLimit] {
+                // A write past the limit fails with EFBIG instead of ending the process.
+                std::signal(SIGXFSZ, SIG_IGN);
+                const rlimit limit { rlim_t(fileSizeLimit), rlim_t(fileSizeLimit) };
+                setrlimit(RLIMIT_FSIZE, &limit);
+            });
+        }
+        run.start(child);
+        QVERIFY(child.waitForStarted());
+        QByteArray out;
+        if (signal != 0) {
+            QVERIFY(QTest::qWaitFor(
+                [&] {
+                    out += child.readAllStandardOutput();
+                    return out.contains("Seamless: Downloading http://")
+                        && out.contains("/Website/distreq/archive/");
+                },
+                60000));
+            ::kill(pid_t(child.processId()), signal);
+        }
+        QVERIFY(RelkaRun::finish(child));
+        QCOMPARE(child.exitCode(), exitCode);
+        out += child.readAllStandardOutput();
+        QStringList seen = ::lines(out);
+        for (QString& line : lines)
+            line.replace("%1", run.directory() + '/' + base);
+        seen.removeIf([&lines](const QString& line) { return !lines.contains(line); });
+        QCOMPARE(seen, lines);
+        QVERIFY(!out.contains(success.toLatin1()));
+        // Whole or absent: no half archive beside its name.
+        QCOMPARE(QDir(run.directory()).entryList({ "*.zip.*" }), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRelkaRun)
+#include "tst_relkarun.moc"
