@@ -19,7 +19,8 @@ MainDialog::MainDialog(QWidget* parent)
         &MainDialog::slotDoubleSpinBoxNorthValueChanged);
     connect(doubleSpinBoxWest, &QDoubleSpinBox::valueChanged, this,
         &MainDialog::slotDoubleSpinBoxWestValueChanged);
-    for (QDoubleSpinBox* border : { doubleSpinBoxNorth, doubleSpinBoxSouth, doubleSpinBoxWest, doubleSpinBoxEast })
+    for (QDoubleSpinBox* border :
+        { doubleSpinBoxNorth, doubleSpinBoxSouth, doubleSpinBoxWest, doubleSpinBoxEast })
         connect(border, &QDoubleSpinBox::valueChanged, this, &MainDialog::handRectangleToRun);
     connect(pushButtonDeleteFiles, &QPushButton::clicked, this, &MainDialog::slotDeleteFiles);
     connect(pushButtonGeocode, &QPushButton::clicked, this, &MainDialog::slotGeocode);
@@ -111,7 +112,10 @@ void MainDialog::seamlessHttpRequestFinished(int requestId, bool error)
     run->seamlessHttpRequestFinished(requestId, error);
 }
 
-void MainDialog::geocodeRequestFinished(int requestId, bool error) { run->geocodeRequestFinished(requestId, error); }
+void MainDialog::geocodeRequestFinished(int requestId, bool error)
+{
+    run->geocodeRequestFinished(requestId, error);
+}
 
 void MainDialog::openStreetMapHttpReadResponseHeader(const HttpResponseHeader& responseHeader)
 {

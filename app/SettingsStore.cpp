@@ -52,7 +52,10 @@ void SettingsStore::setDownloadRectangle(double north, double south, double west
     write("downloadEast", east);
 }
 
-void SettingsStore::setTransient(const QString& key, const QVariant& value) { transientValues().insert(key, value); }
+void SettingsStore::setTransient(const QString& key, const QVariant& value)
+{
+    transientValues().insert(key, value);
+}
 
 void SettingsStore::setDownloadArea(const QString& area) { write("downloadArea", area); }
 void SettingsStore::setElevationDataSource(const QString& source) { write("elevationDataSource", source); }

@@ -10,7 +10,10 @@ BilImport::BilImport(const QString& baseName, const QSize& previewSize)
 
 bool BilImport::importBil() { return ElevationImport(baseName, *this).run(); }
 
-void BilImport::setProgress(Stage stage, int value, int maximum) { emit progressChanged(stage, value, maximum); }
+void BilImport::setProgress(Stage stage, int value, int maximum)
+{
+    emit progressChanged(stage, value, maximum);
+}
 
 void BilImport::showPreview(const QImage& image) { emit previewReady(image); }
 

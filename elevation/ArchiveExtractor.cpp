@@ -108,7 +108,8 @@ void ArchiveExtractor::removeOldSideFiles(const QString& directory)
         QStringLiteral("*.aux"), QStringLiteral("meta1.html"), QStringLiteral("METADATA.???") };
     const QStringList inUse = rectanglesInUse(directory);
     for (const QString& name : QDir(directory).entryList(filters, QDir::Files, QDir::Unsorted)) {
-        if (std::any_of(inUse.cbegin(), inUse.cend(), [&name](const QString& base) { return name.startsWith(base); }))
+        if (std::any_of(
+                inUse.cbegin(), inUse.cend(), [&name](const QString& base) { return name.startsWith(base); }))
             continue;
         const QString path = directory + u'/' + name;
         qDebug().noquote() << QStringLiteral("Removing file %1").arg(path);

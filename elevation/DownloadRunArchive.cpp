@@ -31,12 +31,13 @@ void DownloadRun::slotCreateBIL()
 
     if (ArchiveExtractor::rasterExtracted(baseFileName)) {
         BilImport import(baseFileName, elevationPreviewSize);
-        connect(&import, &BilImport::progressChanged, this, [this](ImportFeedback::Stage stage, int value, int maximum) {
-            setStage(stage == ImportFeedback::Stage::Reading  ? Stage::CreatingElevationImage
-                    : stage == ImportFeedback::Stage::Correcting ? Stage::CorrectingElevationImage
-                                                                 : Stage::ColoringElevation,
-                value, maximum);
-        });
+        connect(&import, &BilImport::progressChanged, this,
+            [this](ImportFeedback::Stage stage, int value, int maximum) {
+                setStage(stage == ImportFeedback::Stage::Reading     ? Stage::CreatingElevationImage
+                        : stage == ImportFeedback::Stage::Correcting ? Stage::CorrectingElevationImage
+                                                                     : Stage::ColoringElevation,
+                    value, maximum);
+            });
         connect(&import, &BilImport::previewReady, this,
             [this](const QImage& preview) { emit previewChanged(Preview::Elevation, preview); });
         connect(&import, &BilImport::savingChanged, this, &DownloadRun::savingChanged);

@@ -10,8 +10,8 @@
 #include "elevation/ServicePage.h"
 #include "http/HttpClient.h"
 
-#include <QCoreApplication>
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QFile>
 #include <QTimer>
 #include <QUrl>
@@ -54,7 +54,7 @@ void DownloadRun::seamlessRefresh()
     const int id = requests.issue(*seamlessHttp, path, url.toString(), archive);
     if (verbose)
         MessageLog::append(tr("seamlessRefresh(): requestId = %1, host = %3, path = %4")
-                       .arg(QString::number(id), url.host(), path));
+                               .arg(QString::number(id), url.host(), path));
 }
 
 void DownloadRun::seamlessHttpReadResponseHeader(const HttpResponseHeader& responseHeader)
@@ -157,7 +157,8 @@ void DownloadRun::saveArchive(Request& request)
 // The unpacking still runs and reports what it finds of the archive.
 void DownloadRun::reportUnsavedArchive()
 {
-    MessageLog::append(tr("Seamless error: Could not save file %1.").arg(baseFileName + QStringLiteral(".zip")));
+    MessageLog::append(
+        tr("Seamless error: Could not save file %1.").arg(baseFileName + QStringLiteral(".zip")));
 }
 
 void DownloadRun::handleSeamlessPage(const QByteArray& body)
@@ -177,7 +178,8 @@ void DownloadRun::handleSeamlessPage(const QByteArray& body)
         emit stalled();
         return;
     case ServicePage::DownloadButtons::Several:
-        MessageLog::append(tr("Seamless error: More than one \"Download\" button found in the request form."));
+        MessageLog::append(
+            tr("Seamless error: More than one \"Download\" button found in the request form."));
         MessageLog::append(tr("Seamless: Download aborted."));
         emit stalled();
         return;

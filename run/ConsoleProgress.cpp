@@ -9,9 +9,8 @@ ConsoleProgress::ConsoleProgress(const DownloadRun& run, FILE* stream)
     : stream(stream)
     , live(isatty(fileno(stream)))
 {
-    connect(&run, &DownloadRun::stageRangeChanged, this, [this](DownloadRun::Stage stage, int maximum) {
-        stages[int(stage)].maximum = maximum;
-    });
+    connect(&run, &DownloadRun::stageRangeChanged, this,
+        [this](DownloadRun::Stage stage, int maximum) { stages[int(stage)].maximum = maximum; });
     connect(&run, &DownloadRun::busyChanged, this, [this](bool busy) {
         if (busy)
             std::fill(std::begin(stages), std::end(stages), StageState());

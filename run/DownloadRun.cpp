@@ -33,8 +33,8 @@ DownloadRun::DownloadRun(QObject* parent)
         &DownloadRun::openStreetMapHttpRequestFinished);
     connect(seamlessHttp, &HttpClient::requestFinished, this, &DownloadRun::seamlessHttpRequestFinished);
     connect(geocodeHttp, &HttpClient::requestFinished, this, &DownloadRun::geocodeRequestFinished);
-    connect(seamlessHttp, &HttpClient::dataReadProgress, this,
-        &DownloadRun::seamlessHttpUpdateDataReadProgress);
+    connect(
+        seamlessHttp, &HttpClient::dataReadProgress, this, &DownloadRun::seamlessHttpUpdateDataReadProgress);
     connect(seamlessHttp, &HttpClient::responseHeaderReceived, this,
         &DownloadRun::seamlessHttpReadResponseHeader);
     connect(openStreetMapHttp, &HttpClient::responseHeaderReceived, this,
@@ -65,8 +65,9 @@ void DownloadRun::downloadFiles()
     SettingsStore::setDownloadRectangle(north, south, west, east);
     MessageLog::append(tr("Begin download: %1").arg(source));
     MessageLog::append(tr("                %1").arg(areaText));
-    MessageLog::append(tr("                %1, %2, %3, %4")
-                           .arg(significant(north), significant(south), significant(west), significant(east)));
+    MessageLog::append(
+        tr("                %1, %2, %3, %4")
+            .arg(significant(north), significant(south), significant(west), significant(east)));
 
     emit busyChanged(true);
     setStageBarsToZero();

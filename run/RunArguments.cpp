@@ -89,7 +89,8 @@ std::optional<RunArguments> RunArguments::parse(const QStringList& arguments, QS
             values[i] = degrees(borders.at(i), i < 2 ? 90 : 180);
         if (!values[0] || !values[1] || !values[2] || !values[3] || *values[1] >= *values[0]
             || *values[2] >= *values[3])
-            return fail(QStringLiteral("--plan needs --region NORTH,SOUTH,WEST,EAST with NORTH > SOUTH, WEST < EAST"));
+            return fail(QStringLiteral(
+                "--plan needs --region NORTH,SOUTH,WEST,EAST with NORTH > SOUTH, WEST < EAST"));
         if (result.area.isEmpty())
             return fail(QStringLiteral("--plan needs --area"));
         result.region = { *values[0], *values[1], *values[2], *values[3] };

@@ -9,8 +9,8 @@
 #include "texture/TileImage.h"
 #include "texture/TileList.h"
 
-#include <QCoreApplication>
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QSaveFile>
 #include <QTimer>
 

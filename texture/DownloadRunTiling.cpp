@@ -24,8 +24,8 @@ void DownloadRun::slotTileOpenStreetMapFiles()
         MessageLog::append(tr("OpenStreetMap error: The rectangle covers no tile, so there is no texture."));
     } else {
         MessageLog::append(tr("OpenStreetMap: Tiling, total file size = %1 x %2 pixels")
-                       .arg(bounds->width())
-                       .arg(bounds->height()));
+                               .arg(bounds->width())
+                               .arg(bounds->height()));
         TileMosaic mosaic(*bounds);
         // Events run between the tiles; the list they work on stays this one.
         const QList<Tile> stitched = tiles;

@@ -63,7 +63,8 @@ struct ImportRun {
             [this](ImportFeedback::Stage stage, int value, int maximum) {
                 progress[int(stage)] = QPoint(value, maximum);
             });
-        QObject::connect(&import, &BilImport::previewReady, [this](const QImage& image) { previewImage = image; });
+        QObject::connect(
+            &import, &BilImport::previewReady, [this](const QImage& image) { previewImage = image; });
         QObject::connect(&import, &BilImport::savingChanged, [this](bool on) { saving = on; });
         return import.importBil();
     }

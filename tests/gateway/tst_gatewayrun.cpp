@@ -5,8 +5,8 @@
 #include <QBuffer>
 #include <QFile>
 #include <QImage>
-#include <QTemporaryDir>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {

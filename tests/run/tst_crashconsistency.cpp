@@ -58,7 +58,8 @@ class TestCrashConsistency : public QObject {
     // Runs to the end in this process.
     static bool runToSuccess(RunFixture& run, const QString& directory)
     {
-        run.start({ .area = area, .source = srtm3, .north = north, .west = west, .workingDirectory = directory });
+        run.start(
+            { .area = area, .source = srtm3, .north = north, .west = west, .workingDirectory = directory });
         run.download();
         return run.waitForSuccess();
     }
@@ -108,8 +109,8 @@ private slots:
             child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
             child.setStandardOutputFile(QProcess::nullDevice());
             child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
-                { "--north", QString::number(north), "--west", QString::number(west), "--source", srtm3, "--area",
-                    area, "--workdir", work });
+                { "--north", QString::number(north), "--west", QString::number(west), "--source", srtm3,
+                    "--area", area, "--workdir", work });
             QVERIFY2(child.waitForStarted(), point);
             QVERIFY2(QTest::qWaitFor(reached, 120000), point);
             QTest::qWait(100);

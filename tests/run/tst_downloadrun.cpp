@@ -122,8 +122,7 @@ private slots:
         RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
         run.start({ .area = area, .source = srtm3 });
-        run.onLine(
-            QStringLiteral("Seamless: Unzip finished."), [&run] { run.run().cancelDownload(); });
+        run.onLine(QStringLiteral("Seamless: Unzip finished."), [&run] { run.run().cancelDownload(); });
         run.download();
         QVERIFY(run.waitForLine(QStringLiteral("Seamless: Unzip finished.")));
         QVERIFY(QTest::qWaitFor([&] { return run.isIdle(); }, 60000));
@@ -176,7 +175,9 @@ private slots:
             line.replace(QLatin1String("%1"), run.baseFileName()).replace(QLatin1String("%2"), tileFile);
         // The run ends one of three ways: success, cancel, or waiting for Cancel.
         QVERIFY(QTest::qWaitFor(
-            [&] { return succeeds ? !run.boxes().isEmpty() : cancelled ? run.isIdle() : run.hasStalled(); },
+            [&] { return succeeds ? !run.boxes().isEmpty()
+                      : cancelled ? run.isIdle()
+                                  : run.hasStalled(); },
             300000));
         QVERIFY(run.log().contains(lines.last()));
         QStringList seen = run.log();

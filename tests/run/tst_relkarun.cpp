@@ -49,7 +49,10 @@ public:
     QTemporaryDir work;
 };
 
-QStringList lines(const QByteArray& text) { return QString::fromLatin1(text).split('\n', Qt::SkipEmptyParts); }
+QStringList lines(const QByteArray& text)
+{
+    return QString::fromLatin1(text).split('\n', Qt::SkipEmptyParts);
+}
 
 } // namespace
 
@@ -70,20 +73,21 @@ private slots:
             << QStringList { "--plan", "--region", "40.3,40,-106,-105.6", "--area",
                    "0.25° (lon) by 0.125° (lat)" }
             << 0
-            << QStringList { "--north 40.3 --west -106 --area 0.25", "--north 40.3 --west -105.75 --area 0.25",
-                   "--north 40.175 --west -106 --area 0.25", "--north 40.175 --west -105.75 --area 0.25",
-                   "--north 40.05 --west -106 --area 0.25", "--north 40.05 --west -105.75 --area 0.25" };
-        QTest::newRow("plan without area") << QStringList { "--plan", "--region", "41,40,-106,-104" } << 2
-                                           << QStringList();
+            << QStringList { "--north 40.3 --west -106 --area 0.25",
+                   "--north 40.3 --west -105.75 --area 0.25", "--north 40.175 --west -106 --area 0.25",
+                   "--north 40.175 --west -105.75 --area 0.25", "--north 40.05 --west -106 --area 0.25",
+                   "--north 40.05 --west -105.75 --area 0.25" };
+        QTest::newRow("plan without area")
+            << QStringList { "--plan", "--region", "41,40,-106,-104" } << 2 << QStringList();
         QTest::newRow("region upside down")
             << QStringList { "--plan", "--region", "40,41,-106,-104", "--area", "1" } << 2 << QStringList();
         QTest::newRow("north without west") << QStringList { "--north", "40" } << 2 << QStringList();
-        QTest::newRow("corner and address") << QStringList { "--north", "40", "--west", "-106", "--address", "x" }
-                                            << 2 << QStringList();
+        QTest::newRow("corner and address")
+            << QStringList { "--north", "40", "--west", "-106", "--address", "x" } << 2 << QStringList();
         QTest::newRow("unknown area") << QStringList { "--area", "3" } << 2 << QStringList();
         QTest::newRow("unknown source") << QStringList { "--source", "srtm2" } << 2 << QStringList();
-        QTest::newRow("latitude out of range") << QStringList { "--north", "91", "--west", "0" } << 2
-                                               << QStringList();
+        QTest::newRow("latitude out of range")
+            << QStringList { "--north", "91", "--west", "0" } << 2 << QStringList();
         QTest::newRow("stray argument") << QStringList { "now" } << 2 << QStringList();
     }
 
@@ -154,7 +158,8 @@ private slots:
         // The tiles fit under the limit, the archive does not.
         QTest::newRow("archive that cannot be written")
             << QStringList() << 0 << qint64(24 * 1024) << 1
-            << QStringList { "Seamless error: Could not save file %1.zip.", "Seamless: unzOpen(%1.zip) failed." };
+            << QStringList { "Seamless error: Could not save file %1.zip.",
+                   "Seamless: unzOpen(%1.zip) failed." };
     }
 
     void endings()
