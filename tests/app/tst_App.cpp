@@ -1,4 +1,6 @@
+#include "SimProcess.h"
 #include "app/MainDialog.h"
+#include "app/MessageBoxes.h"
 #include "app/MessageLog.h"
 #include "app/ModalMessageBox.h"
 #include "app/SettingsDialog.h"
@@ -6,6 +8,7 @@
 
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -319,6 +322,67 @@ private slots:
         QFETCH(int, boxButtons);
         QCOMPARE(shown, (QVariantList { boxIcon, boxButtons, "Title", "Text", true }));
         QTEST(answer, "answer");
+    }
+
+    // The window's wiring to its run, against the simulator: a geocoded
+    // rectangle, a whole run, the state after it and a cancelled run.
+    void windowDrivesTheRun()
+    {
+        SimProcess sim({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
+        QVERIFY(sim.isRunning());
+        for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+            qputenv(variable, sim.url(QString()).authority().toLatin1());
+        QTemporaryDir work;
+        SettingsStore::setWorkingDirectory(work.path());
+        SettingsStore::setDownloadArea(area025);
+        SettingsStore::setElevationDataSource(SettingsStore::elevationDataSources().at(0));
+        QStringList boxes;
+        MessageBoxes::setHandler([&boxes](MessageBoxes::Icon, QWidget*, const QString&, const QString& text,
+                                     MessageBoxes::Buttons) {
+            boxes << text;
+            return MessageBoxes::Ok;
+        });
+        MainDialog dialog;
+        dialog.show();
+        const QList<QWidget*> locked { dialog.pushButtonDeleteFiles, dialog.pushButtonDownload,
+            dialog.pushButtonGeocode, dialog.pushButtonSettings, dialog.doubleSpinBoxNorth,
+            dialog.doubleSpinBoxWest, dialog.lineEditAddress };
+        const auto idle = [&] {
+            return std::all_of(locked.cbegin(), locked.cend(), [](QWidget* w) { return w->isEnabled(); })
+                && !dialog.pushButtonCancel->isEnabled() && dialog.progressBarOverall->maximum() == 1;
+        };
+
+        dialog.lineEditAddress->setText(QStringLiteral("1600 Pennsylvania Avenue, Washington, DC"));
+        dialog.pushButtonGeocode->click();
+        QVERIFY(!idle());
+        QVERIFY(QTest::qWaitFor(idle, 30000));
+        QCOMPARE(spinBoxes(dialog, &QDoubleSpinBox::value),
+            (Doubles { 38.96020, 38.83520, -77.16150, -76.91150 }));
+        QVERIFY(dialog.pushButtonDownload->isDefault());
+
+        dialog.doubleSpinBoxNorth->setValue(40.25);
+        dialog.doubleSpinBoxWest->setValue(-106);
+        dialog.pushButtonDownload->click();
+        QCOMPARE(dialog.labelTextureFile->text(), QStringLiteral("Waiting for texture file..."));
+        QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
+        QCOMPARE(dialog.progressBarOverall->maximum(), 0);
+        QVERIFY(QTest::qWaitFor([&] { return !boxes.isEmpty(); }, 300000));
+        QCOMPARE(boxes, QStringList { QStringLiteral("Download and post processing finished!") });
+        QVERIFY(idle() && dialog.pushButtonGeocode->isDefault() && dialog.lineEditAddress->hasFocus());
+        for (QProgressBar* bar : dialog.findChildren<QProgressBar*>())
+            QCOMPARE(bar->value(), bar->maximum());
+        QVERIFY(!dialog.labelElevationFile->pixmap().isNull() && !dialog.labelTextureFile->pixmap().isNull());
+        QVERIFY(dialog.labelElevationFile->pixmap().width() <= dialog.labelElevationFile->width());
+
+        // A rectangle not yet prepared, cancelled at once: the waiting texts go.
+        MainDialog fresh;
+        fresh.show();
+        fresh.doubleSpinBoxNorth->setValue(41.25);
+        fresh.pushButtonDownload->click();
+        fresh.pushButtonCancel->click();
+        QVERIFY(fresh.labelElevationFile->text().isEmpty() && fresh.labelTextureFile->text().isEmpty());
+        QCOMPARE(fresh.progressBarOverall->value(), 1);
+        MessageBoxes::setHandler({});
     }
 };
 
