@@ -8,6 +8,7 @@
 
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QProcess>
 #include <QProgressBar>
 #include <QRegularExpression>
 #include <QSettings>
@@ -373,6 +374,23 @@ private slots:
             QCOMPARE(bar->value(), bar->maximum());
         QVERIFY(!dialog.labelElevationFile->pixmap().isNull() && !dialog.labelTextureFile->pixmap().isNull());
         QVERIFY(dialog.labelElevationFile->pixmap().width() <= dialog.labelElevationFile->width());
+
+        // relka-run makes the same files.
+        QTemporaryDir elsewhere;
+        QProcess command;
+        command.setStandardOutputFile(QProcess::nullDevice());
+        command.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
+            { "--north", "40.25", "--west", "-106", "--area", "0.25", "--source", "srtm3", "--workdir",
+                elsewhere.path() });
+        QVERIFY(QTest::qWaitFor([&] { return command.state() == QProcess::NotRunning; }, 300000));
+        QCOMPARE(command.exitCode(), 0);
+        for (const char* result : { "-el-corr.png", "-el-col-scaled.png" }) {
+            const QString name = QStringLiteral("/40.25000N-40.12500S_-106.00000W--105.75000E") + result;
+            QFile window(work.path() + name);
+            QFile commandLine(elsewhere.path() + name);
+            QVERIFY(window.open(QIODevice::ReadOnly) && commandLine.open(QIODevice::ReadOnly));
+            QVERIFY2(window.readAll() == commandLine.readAll(), result);
+        }
 
         // A rectangle not yet prepared, cancelled at once: the waiting texts go.
         MainDialog fresh;
