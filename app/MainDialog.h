@@ -29,7 +29,6 @@ public:
     // one arrow step move the rectangle by its own width or height.
     void setDownloadAreaWidth(const QString& area, double latitude, double longitude);
     bool isVerbose() const;
-    DownloadRun& downloadRun() { return *run; }
 
 public slots:
     void downloadFiles();
