@@ -15,14 +15,25 @@ Tile tile(int x, int y, int top, int bottom, int left, int right)
 Tile whole(int x, int y) { return tile(x, y, 0, 255, 0, 255); }
 
 // Every pixel of a tile different from its neighbours, and the tile's seed
-// in blue, so a pixel copied from the wrong place or tile shows.
-QImage tileImage(int seed, QImage::Format format = QImage::Format_RGB32)
+// in blue, so a pixel copied from the wrong place or tile shows. With
+// alpha, every third pixel is transparent and every third half so.
+QImage tileImage(int seed, QImage::Format format = QImage::Format_RGB32, bool alpha = false)
 {
-    QImage image(256, 256, QImage::Format_RGB32);
+    QImage image(256, 256, QImage::Format_ARGB32);
     for (int y = 0; y < 256; ++y)
         for (int x = 0; x < 256; ++x)
-            image.setPixel(x, y, qRgb(x, y, seed));
+            image.setPixel(x, y, qRgba(x, y, seed, alpha ? (x + y) % 3 * 127 + (x + y) % 3 / 2 : 255));
     return image.convertToFormat(format);
+}
+
+// The tile as the mosaic keeps it: its colours, without their alpha.
+QImage opaque(const QImage& tile)
+{
+    QImage image = tile.convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            image.setPixel(x, y, image.pixel(x, y) | 0xff000000);
+    return image;
 }
 
 const QColor blue(0, 0, 255);
@@ -80,25 +91,28 @@ private slots:
     void croppedTile_data()
     {
         QTest::addColumn<QImage::Format>("format");
+        QTest::addColumn<bool>("alpha");
         QTest::addColumn<Tile>("tile");
-        QTest::newRow("10 x 10 at the corner") << QImage::Format_RGB32 << tile(4, 7, 0, 9, 0, 9);
-        QTest::newRow("10 x 10 inside") << QImage::Format_RGB32 << tile(4, 7, 100, 109, 50, 59);
-        QTest::newRow("whole tile") << QImage::Format_RGB32 << whole(4, 7);
-        QTest::newRow("palette tile") << QImage::Format_Indexed8 << tile(4, 7, 100, 120, 50, 90);
-        QTest::newRow("tile with alpha") << QImage::Format_ARGB32 << tile(4, 7, 100, 120, 50, 90);
+        QTest::newRow("10 x 10 at the corner") << QImage::Format_RGB32 << false << tile(4, 7, 0, 9, 0, 9);
+        QTest::newRow("10 x 10 inside") << QImage::Format_RGB32 << false << tile(4, 7, 100, 109, 50, 59);
+        QTest::newRow("whole tile") << QImage::Format_RGB32 << false << whole(4, 7);
+        QTest::newRow("palette tile") << QImage::Format_Indexed8 << false << tile(4, 7, 100, 120, 50, 90);
+        QTest::newRow("transparent and half-transparent pixels")
+            << QImage::Format_ARGB32 << true << tile(4, 7, 100, 120, 50, 90);
     }
 
     void croppedTile()
     {
         QFETCH(QImage::Format, format);
+        QFETCH(bool, alpha);
         QFETCH(Tile, tile);
         const QRect bounds = *TileMosaic::bounds({ tile });
         TileMosaic mosaic(bounds);
-        const QImage source = tileImage(9, format);
+        const QImage source = tileImage(9, format, alpha);
         mosaic.paste(tile, source);
         QCOMPARE(mosaic.image(),
             expected(bounds.size(),
-                { { source, QRect(tile.left, tile.top, bounds.width(), bounds.height()), {} } }));
+                { { opaque(source), QRect(tile.left, tile.top, bounds.width(), bounds.height()), {} } }));
     }
 
     void twoTilesSideBySide()
