@@ -18,6 +18,7 @@
 #include "util/SignalQuitter.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QTextStream>
 #include <QTimer>
 
@@ -70,6 +71,10 @@ int main(int argc, char* argv[])
         for (const QString& line : RegionPlan::lines(arguments->region, arguments->area))
             out << line << Qt::endl;
         return 0;
+    }
+    if (!arguments->workingDirectory.isEmpty() && !QDir().mkpath(arguments->workingDirectory)) {
+        err << "relka-run: cannot make the working directory " << arguments->workingDirectory << Qt::endl;
+        return 2;
     }
     arguments->applyToSettings();
 

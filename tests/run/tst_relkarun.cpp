@@ -89,6 +89,8 @@ private slots:
         QTest::newRow("latitude out of range")
             << QStringList { "--north", "91", "--west", "0" } << 2 << QStringList();
         QTest::newRow("stray argument") << QStringList { "now" } << 2 << QStringList();
+        QTest::newRow("working directory that cannot be made") << QStringList { "--north", "40", "--west",
+            "-106", "--workdir", "/proc/relka" } << 2 << QStringList();
     }
 
     void commandLine()
@@ -102,7 +104,7 @@ private slots:
         QCOMPARE(child.exitCode(), exitCode);
         QCOMPARE(lines(child.readAllStandardOutput()), output);
         if (exitCode == 2)
-            QVERIFY(child.readAllStandardError().contains("Usage: relka-run"));
+            QVERIFY(child.readAllStandardError().startsWith("relka-run: "));
     }
 
     // Two runs of neighbouring rectangles share the folder, its tiles and
