@@ -1,6 +1,7 @@
 #include "elevation/ArchiveExtractor.h"
 
 #include "app/MessageLog.h"
+#include "util/BackgroundWork.h"
 
 #include <QDir>
 #include <QFile>
@@ -79,8 +80,10 @@ Copy copyEntry(unzFile archive, const QString& entryName, const QString& target,
         MessageLog::append(
             ArchiveExtractor::tr("Seamless error: %1 inflates to more than %2 bytes; unzip stopped.")
                 .arg(entryName, QString::number(room)));
+    // Committing flushes the file to the disk, which may take a while for a
+    // large raster: beside the event loop.
     if (copy == Copy::Done)
-        file.commit();
+        BackgroundWork::run([&file] { return file.commit(); });
     return copy;
 }
 

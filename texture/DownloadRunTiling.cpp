@@ -26,7 +26,8 @@ void DownloadRun::slotTileOpenStreetMapFiles()
         MessageLog::append(tr("OpenStreetMap: Tiling, total file size = %1 x %2 pixels")
                                .arg(bounds->width())
                                .arg(bounds->height()));
-        TileMosaic mosaic(*bounds);
+        // Filling a canvas of a few hundred megapixels takes a while.
+        TileMosaic mosaic = BackgroundWork::run([&bounds] { return TileMosaic(*bounds); });
         // Events run between the tiles; the list they work on stays this one.
         const QList<Tile> stitched = tiles;
         for (int k = 0; k < stitched.size(); ++k) {

@@ -2,17 +2,33 @@
 
 #include <QCoreApplication>
 #include <QSemaphore>
+#include <QThread>
 #include <QThreadPool>
 
-// A pool of its own: Qt's painting also spreads work over the global pool and
-// waits for it, which would stall a paint event behind a long import step.
-Q_GLOBAL_STATIC(QThreadPool, workPool)
+namespace {
+
+// Work runs on Qt's global pool: image conversions and scaling started on
+// one of its threads then stay on that thread instead of spreading their
+// pieces over the pool, where the small pieces of the window's painting
+// would queue behind them. The pool gets threads enough that painting finds
+// one free beside the most work this program hands it at once.
+QThreadPool* pool()
+{
+    static QThreadPool* const global = [] {
+        QThreadPool* threads = QThreadPool::globalInstance();
+        threads->setMaxThreadCount(2 * QThread::idealThreadCount() + 2);
+        return threads;
+    }();
+    return global;
+}
+
+} // namespace
 
 void BackgroundWork::runOnWorkers(int workers, const std::function<void()>& function)
 {
     QSemaphore finished;
     for (int worker = 0; worker < workers; ++worker)
-        workPool()->start([&function, &finished] {
+        pool()->start([&function, &finished] {
             function();
             finished.release();
         });
