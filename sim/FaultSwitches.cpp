@@ -2,9 +2,32 @@
 
 #include "PngBomb.h"
 
+#include <QBuffer>
 #include <QFile>
+#include <QImage>
 
 #include <algorithm>
+
+namespace {
+
+// The tile with an alpha channel: along each diagonal a pixel is fully
+// transparent, half transparent or opaque in turn, its colour kept.
+QByteArray withAlpha(const QByteArray& tile)
+{
+    QImage image = QImage::fromData(tile).convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < image.height(); ++y) {
+        QRgb* pixel = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            pixel[x] = (pixel[x] & 0xffffff) | (uint((x + y) % 3 * 255 / 2) << 24);
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+} // namespace
 
 QString FaultSwitches::parse(const QStringList& switches, int minimum, int maximum, QList<Rule>& into)
 {
@@ -48,6 +71,8 @@ void FaultSwitches::addNegativeLengths(const QStringList& prefixes) { negativeLe
 
 void FaultSwitches::addPngBombs(const QStringList& prefixes) { pngBombs += prefixes; }
 
+void FaultSwitches::addAlphaTiles(const QStringList& prefixes) { alphaTiles += prefixes; }
+
 std::optional<int> FaultSwitches::find(const QList<Rule>& rules, const QString& path)
 {
     for (const Rule& rule : rules) {
@@ -67,6 +92,8 @@ std::optional<int> FaultSwitches::statusFor(const QString& path) const { return 
 
 void FaultSwitches::applyDelivery(const QString& path, HttpResponse& response) const
 {
+    if (matches(alphaTiles, path))
+        response.body = withAlpha(response.body);
     if (matches(pngBombs, path)) {
         response.bodyFile.clear();
         response.body = PngBomb::bytes();

@@ -24,6 +24,7 @@ public:
     void addBrokenChunks(const QStringList& prefixes);
     void addNegativeLengths(const QStringList& prefixes);
     void addPngBombs(const QStringList& prefixes);
+    void addAlphaTiles(const QStringList& prefixes);
     // Every archive (a body from a file ending in ".zip") is sent tampered.
     void setArchiveFault(ArchiveTamper::Fault fault) { archiveFault = fault; }
 
@@ -52,5 +53,6 @@ private:
     QStringList brokenChunks;
     QStringList negativeLengths;
     QStringList pngBombs;
+    QStringList alphaTiles;
     std::optional<ArchiveTamper::Fault> archiveFault;
 };

@@ -75,6 +75,10 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
         { QStringLiteral("negative-length"),
             QStringLiteral("Announce Content-Length: -1 for paths starting with prefix. Repeatable."),
             QStringLiteral("prefix") },
+        { QStringLiteral("alpha-tiles"),
+            QStringLiteral("Give tiles under prefix an alpha channel: along each diagonal a pixel is "
+                           "transparent, half transparent or opaque in turn, its colour kept. Repeatable."),
+            QStringLiteral("prefix") },
         { QStringLiteral("png-bomb"),
             QStringLiteral("Answer paths starting with prefix with a tiny PNG that declares 100000 x 100000 "
                            "pixels. Repeatable."),
@@ -125,6 +129,7 @@ std::optional<SimOptions> SimOptions::parse(const QStringList& arguments)
     options.faults.addBrokenChunks(parser.values(QStringLiteral("broken-chunks")));
     options.faults.addNegativeLengths(parser.values(QStringLiteral("negative-length")));
     options.faults.addPngBombs(parser.values(QStringLiteral("png-bomb")));
+    options.faults.addAlphaTiles(parser.values(QStringLiteral("alpha-tiles")));
     if (parser.isSet(QStringLiteral("archive-fault"))) {
         const std::optional<ArchiveTamper::Fault> fault
             = ArchiveTamper::parse(parser.value(QStringLiteral("archive-fault")));

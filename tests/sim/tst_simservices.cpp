@@ -1,4 +1,5 @@
 #include "SimProcess.h"
+#include "texture/TileMosaic.h"
 
 #include <QImage>
 #include <QRegularExpression>
@@ -189,6 +190,23 @@ private slots:
         QVERIFY(switched.process().waitForFinished(10000));
         QCOMPARE(switched.process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(switched.process().exitCode(), 0);
+    }
+
+    // A tile with transparent pixels is stitched with the colours it stores.
+    void alphaTileKeepsItsColoursInTheMosaic()
+    {
+        SimProcess switched({ "--alpha-tiles", tile });
+        QVERIFY(switched.isRunning());
+        const QImage plain = QImage::fromData(fetch(network, sim.url(tile)).body);
+        const QImage alpha = QImage::fromData(fetch(network, switched.url(tile)).body);
+        QVERIFY(alpha.hasAlphaChannel() && alpha.size() == plain.size());
+        QCOMPARE(
+            QList<int>({ qAlpha(alpha.pixel(0, 0)), qAlpha(alpha.pixel(1, 0)), qAlpha(alpha.pixel(2, 0)) }),
+            QList<int>({ 0, 127, 255 }));
+        const Tile whole { .zoom = 14, .x = 4700, .y = 6200, .bottom = 255, .right = 255 };
+        TileMosaic mosaic(*TileMosaic::bounds({ whole }));
+        mosaic.paste(whole, alpha);
+        QCOMPARE(mosaic.image(), plain.copy(0, 0, 255, 255).convertToFormat(QImage::Format_RGB888));
     }
 
     // A request under a --no-answer prefix gets nothing, not even a close:
