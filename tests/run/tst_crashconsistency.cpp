@@ -104,8 +104,13 @@ private slots:
             { "during the archive body", [&] { return messages(work).contains(archiveLine.toUtf8()); } },
             { "during the import", [&] { return messages(work).count("Seamless: BIL file size is") > 0; } },
         };
+        // A killed run cleans nothing up: it must leave nothing to clean.
+        QTemporaryDir childTemporaries;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("TMPDIR"), childTemporaries.path());
         for (const auto& [point, reached] : points) {
             QProcess child;
+            child.setProcessEnvironment(environment);
             child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
             child.setStandardOutputFile(QProcess::nullDevice());
             child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
@@ -118,6 +123,7 @@ private slots:
             QVERIFY(child.waitForFinished(10000));
             QCOMPARE(child.exitStatus(), QProcess::CrashExit);
             compareWithReference(work, point);
+            QVERIFY2(QDir(childTemporaries.path()).isEmpty(), point);
             if (QTest::currentTestFailed())
                 return;
             // The next child starts over the same files, and a new log.
