@@ -3,12 +3,6 @@
 #include "FuzzEnvironment.h"
 #include "geocode/GeocodePage.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::setUp(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const GeocodePage page(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)));

@@ -3,14 +3,6 @@
 #include "FuzzEnvironment.h"
 #include "elevation/RefreshHeader.h"
 
-#include <QByteArray>
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::setUp(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     // Header values arrive as bytes and are read as Latin-1.

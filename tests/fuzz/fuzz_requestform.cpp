@@ -5,12 +5,6 @@
 #include "elevation/RequestForm.h"
 #include "elevation/ServicePage.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::setUp(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray page(reinterpret_cast<const char*>(data), qsizetype(size));
