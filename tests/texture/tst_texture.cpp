@@ -1,5 +1,7 @@
+#include "image/PngWriter.h"
 #include "texture/TextureMerge.h"
 #include "texture/TextureRecolouring.h"
+#include "texture/TileImage.h"
 #include "texture/TileList.h"
 #include "texture/TileMosaic.h"
 
@@ -109,7 +111,8 @@ private slots:
         QCOMPARE(inner, tile(inner.zoom, tiles.first().x + 1, tiles.first().y + 1, 0, 255, 0, 255));
     }
 
-    void zoomNamesAndNoBounds()
+    // Zooms of the other widths, names, and what the stitching refuses.
+    void tileNamesAndLimits()
     {
         QCOMPARE(TileList::zoomForAreaWidth(0.5), 14);
         QCOMPARE(TileList::zoomForAreaWidth(0.125), 12);
@@ -118,6 +121,10 @@ private slots:
             TileList::fileName("/tmp/a%2b", tile(13, 1234, 6, 0, 0, 0, 0)), "/tmp/a%2b/13-01234-00006.png");
         QCOMPARE(TileList::requestPath(tile(15, 12345, 6, 0, 0, 0, 0)), "/15/12345/6.png");
         QVERIFY(!TileMosaic::bounds({}).has_value());
+        const QImage widest = filled({ TileImage::largestSide, 1 }, qRgb(1, 2, 3));
+        QCOMPARE(TileImage::decode(PngWriter::encode(widest, PngWriter::Content::Picture)), widest);
+        const QImage wider = filled({ TileImage::largestSide + 1, 1 }, qRgb(1, 2, 3));
+        QVERIFY(TileImage::decode(PngWriter::encode(wider, PngWriter::Content::Picture)).isNull());
     }
 
     // The mosaic spans the covered global pixels but the last column and
