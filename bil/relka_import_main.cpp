@@ -73,9 +73,24 @@ int main(int argc, char* argv[])
         return MessageBoxes::Ok;
     });
 
-    ImportFeedback silent;
+    // The outputs are made from the elevations the import holds, which
+    // spares reading them back once more.
+    class CorrectedElevations : public ImportFeedback {
+    public:
+        explicit CorrectedElevations(bool wanted)
+            : wanted(wanted)
+        {
+        }
+        void correctedElevations(const QImage& image) override
+        {
+            if (wanted)
+                corrected = image;
+        }
+        bool wanted;
+        QImage corrected;
+    } feedback(bool(choice.outputs));
     const QString baseName = parser.positionalArguments().constFirst();
-    if (!ElevationImport(baseName, silent).run())
+    if (!ElevationImport(baseName, feedback).run())
         return 1;
-    return AdditionalOutputs(baseName, choice).write() ? 0 : 1;
+    return AdditionalOutputs(baseName, choice).write(std::move(feedback.corrected)) ? 0 : 1;
 }

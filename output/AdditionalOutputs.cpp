@@ -27,26 +27,36 @@ bool AdditionalOutputs::write(const Continue& keepGoing)
 {
     if (!choice.outputs)
         return true;
+    const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
+    QImage image = BackgroundWork::run([&correctedFile] {
+        const QSize size = QImageReader(correctedFile).size();
+        PngReader::allowLoading(size);
+        return PngReader::read(correctedFile);
+    });
+    if (image.isNull()) {
+        MessageLog::append(tr("Output error: Could not read %1.").arg(correctedFile));
+        return false;
+    }
+    return write(std::move(image), keepGoing);
+}
+
+bool AdditionalOutputs::write(QImage correctedImage, const Continue& keepGoing)
+{
+    if (!choice.outputs)
+        return true;
     BilHeaderFile header(baseName + QStringLiteral(".hdr"));
     if (!header.open(QIODevice::ReadOnly | QIODevice::Text)) {
         MessageLog::append(tr("Output error: Could not read %1.").arg(header.fileName()));
         return false;
     }
     header.close();
-    const QString correctedFile = baseName + QStringLiteral("-el-corr.png");
     // The image is dropped as soon as it is decoded.
-    const std::optional<ElevationGrid> grid
-        = BackgroundWork::run([&header, &correctedFile]() -> std::optional<ElevationGrid> {
-              const QImage image = PngReader::read(correctedFile);
-              if (image.isNull())
-                  return std::nullopt;
-              return ElevationGrid(image, GridGeometry::of(header));
-          });
-    if (!grid) {
-        MessageLog::append(tr("Output error: Could not read %1.").arg(correctedFile));
-        return false;
-    }
-    return writeFrom(*grid, keepGoing);
+    const ElevationGrid grid = BackgroundWork::run([&] {
+        ElevationGrid decoded(correctedImage, GridGeometry::of(header));
+        correctedImage = QImage();
+        return decoded;
+    });
+    return writeFrom(grid, keepGoing);
 }
 
 bool AdditionalOutputs::writeFrom(const ElevationGrid& grid, const Continue& keepGoing)
@@ -55,9 +65,7 @@ bool AdditionalOutputs::writeFrom(const ElevationGrid& grid, const Continue& kee
     const CoordinateSystem system = CoordinateSystem::ofArchive(baseName + QStringLiteral(".zip"));
     bool written = true;
     if (choice.outputs.testFlag(OutputChoice::GeoTiff) && goOn())
-        written
-            = save([&] { return GeoTiffWriter::encode(grid, system); }, baseName + QStringLiteral("-el.tif"))
-            && written;
+        written = writeGeoTiff(grid, system) && written;
     if (choice.outputs.testFlag(OutputChoice::Heightmap) && goOn())
         written = writeHeightmap(grid) && written;
     if (choice.outputs.testFlag(OutputChoice::Hillshade) && goOn())
@@ -73,13 +81,19 @@ bool AdditionalOutputs::writeFrom(const ElevationGrid& grid, const Continue& kee
     return written && goOn();
 }
 
+bool AdditionalOutputs::writeGeoTiff(const ElevationGrid& grid, const CoordinateSystem& system)
+{
+    const QString fileName = baseName + QStringLiteral("-el.tif");
+    return logged(
+        BackgroundWork::run([&] { return GeoTiffWriter::write(grid, system, fileName); }), fileName);
+}
+
 bool AdditionalOutputs::writeHeightmap(const ElevationGrid& grid)
 {
     const Heightmap16 heightmap = BackgroundWork::run([&] { return Heightmap16(grid, choice.engine); });
     const QString stem = baseName + QStringLiteral("-height16");
-    const bool image
-        = save([&] { return PngWriter::encode(heightmap.image(), PngWriter::Content::Elevation); },
-            stem + QStringLiteral(".png"));
+    const bool image = save([&] { return PngWriter::encode(heightmap.image(), PngWriter::Content::Derived); },
+        stem + QStringLiteral(".png"));
     const bool raw = save([&] { return heightmap.raw(); }, stem + QStringLiteral(".r16"));
     const bool sidecar = save([&] { return heightmap.sidecar(); }, stem + QStringLiteral(".json"));
     return image && raw && sidecar;
@@ -123,7 +137,11 @@ bool AdditionalOutputs::save(const std::function<QByteArray()>& encode, const QS
 {
     // Saving data encoded before is PngWriter's whole-or-nothing write, for
     // any kind of file.
-    const bool saved = BackgroundWork::run([&] { return PngWriter::save(encode(), fileName); });
+    return logged(BackgroundWork::run([&] { return PngWriter::save(encode(), fileName); }), fileName);
+}
+
+bool AdditionalOutputs::logged(bool saved, const QString& fileName)
+{
     MessageLog::append(saved ? tr("Output: %1 written.").arg(fileName)
                              : tr("Output error: Could not save file %1.").arg(fileName));
     return saved;
@@ -131,5 +149,5 @@ bool AdditionalOutputs::save(const std::function<QByteArray()>& encode, const QS
 
 bool AdditionalOutputs::saveImage(const std::function<QImage()>& make, const QString& fileName)
 {
-    return save([&make] { return PngWriter::encode(make(), PngWriter::Content::Picture); }, fileName);
+    return save([&make] { return PngWriter::encode(make(), PngWriter::Content::Derived); }, fileName);
 }

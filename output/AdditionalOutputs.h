@@ -43,15 +43,19 @@ public:
     // True when every chosen file was written (and at once when none is
     // chosen); false after a failure or a stop.
     bool write(const Continue& keepGoing = {});
+    // The same from the corrected image in memory, as the import read it.
+    bool write(QImage correctedImage, const Continue& keepGoing = {});
 
 private:
     bool writeFrom(const ElevationGrid& grid, const Continue& keepGoing);
+    bool writeGeoTiff(const ElevationGrid& grid, const CoordinateSystem& system);
     bool writeHeightmap(const ElevationGrid& grid);
     bool writeWorldFiles(const ElevationGrid& grid, const CoordinateSystem& system);
     bool writeWorldFile(const QString& stem, const QByteArray& text, const CoordinateSystem& system);
     // Encodes on the thread pool and saves; logs the outcome.
     bool save(const std::function<QByteArray()>& encode, const QString& fileName);
     bool saveImage(const std::function<QImage()>& make, const QString& fileName);
+    static bool logged(bool saved, const QString& fileName);
 
     QString baseName;
     OutputChoice choice;

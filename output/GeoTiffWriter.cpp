@@ -3,12 +3,13 @@
 #include "output/CoordinateSystem.h"
 #include "output/ElevationGrid.h"
 
-#include <QAtomicInteger>
+#include <QFile>
+#include <QTemporaryFile>
 
-#include <cpl_string.h>
-#include <cpl_vsi.h>
+#include <cpl_error.h>
 #include <gdal_priv.h>
 
+#include <cstdio>
 #include <memory>
 
 namespace {
@@ -17,29 +18,19 @@ struct DatasetCloser {
     void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
 };
 
-QByteArray uniqueMemoryFileName()
-{
-    static QAtomicInteger<quint64> count;
-    return "/vsimem/relka-" + QByteArray::number(count.fetchAndAddRelaxed(1)) + ".tif";
-}
-
-// Writes the file in memory; false when GDAL fails.
-bool writeTo(const char* name, const ElevationGrid& grid, const CoordinateSystem& system)
+bool writeTo(const QByteArray& name, const ElevationGrid& grid, const CoordinateSystem& system)
 {
     static const bool registered = (GDALAllRegister(), true);
     Q_UNUSED(registered);
+    // GDAL keeps its last error per thread; a failed write while the data
+    // are flushed leaves one.
+    CPLErrorReset();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
     if (!driver)
         return false;
-    // Floats compress well once each is replaced by its difference to
-    // its left neighbour.
-    CPLStringList options;
-    options.SetNameValue("COMPRESS", "DEFLATE");
-    options.SetNameValue("PREDICTOR", "3");
-    options.SetNameValue("ZLEVEL", "1");
-    options.SetNameValue("BIGTIFF", "IF_SAFER");
-    const std::unique_ptr<GDALDataset, DatasetCloser> dataset(
-        driver->Create(name, grid.width(), grid.height(), 1, GDT_Float32, options.List()));
+    const char* const options[] = { "BIGTIFF=IF_SAFER", nullptr };
+    const std::unique_ptr<GDALDataset, DatasetCloser> dataset(driver->Create(
+        name.constData(), grid.width(), grid.height(), 1, GDT_Float32, const_cast<char**>(options)));
     if (!dataset)
         return false;
     std::array<double, 6> transform = grid.geometry().geoTransform();
@@ -49,20 +40,19 @@ bool writeTo(const char* name, const ElevationGrid& grid, const CoordinateSystem
         && band->SetNoDataValue(ElevationGrid::nodata) == CE_None
         && band->RasterIO(GF_Write, 0, 0, grid.width(), grid.height(), const_cast<float*>(grid.data()),
                grid.width(), grid.height(), GDT_Float32, 0, 0, nullptr)
-        == CE_None;
+        == CE_None
+        && (dataset->FlushCache(), CPLGetLastErrorType() != CE_Failure);
 }
 
 } // namespace
 
-QByteArray GeoTiffWriter::encode(const ElevationGrid& grid, const CoordinateSystem& system)
+bool GeoTiffWriter::write(const ElevationGrid& grid, const CoordinateSystem& system, const QString& fileName)
 {
-    const QByteArray name = uniqueMemoryFileName();
-    const bool written = writeTo(name.constData(), grid, system);
-    vsi_l_offset length = 0;
-    GByte* bytes = VSIGetMemFileBuffer(name.constData(), &length, TRUE);
-    QByteArray file;
-    if (written && bytes)
-        file = QByteArray(reinterpret_cast<const char*>(bytes), qsizetype(length));
-    CPLFree(bytes);
-    return file;
+    QTemporaryFile file(fileName + QStringLiteral(".XXXXXX"));
+    if (!file.open())
+        return false;
+    const QByteArray temporary = QFile::encodeName(file.fileName());
+    // Replacing the name is atomic: a reader finds the old file or the new one.
+    return writeTo(temporary, grid, system)
+        && std::rename(temporary.constData(), QFile::encodeName(fileName).constData()) == 0;
 }

@@ -43,25 +43,37 @@ Heightmap16::Heightmap16(const ElevationGrid& grid, const EnginePreset& engine)
         return;
     const float lowest = grid.minimum();
     const double range = double(grid.maximum()) - lowest;
-    const double scale = range > 0 ? steps / range : 0;
+    const float scale = range > 0 ? float(steps / range) : 0.0f;
     const std::vector<Tap> columns = tapsAlong(grid.width(), size.width());
     const std::vector<Tap> rows = tapsAlong(grid.height(), size.height());
-    const auto sample
-        = [lowest](const float* row, int x) { return row[x] == ElevationGrid::nodata ? lowest : row[x]; };
+    // The lowest elevation stands in for voids; at the grid's own size the
+    // taps fall on the samples themselves.
+    const auto sample = [lowest](float value) { return value == ElevationGrid::nodata ? lowest : value; };
+    const auto quantised = [lowest, scale](float metres) {
+        return quint16(std::clamp((metres - lowest) * scale, 0.0f, float(steps)) + 0.5f);
+    };
+    const bool sameSize = size == grid.geometry().size;
+    std::vector<float> top(size.width());
+    std::vector<float> bottom(size.width());
     for (int y = 0; y < size.height(); ++y) {
+        quint16* out = reinterpret_cast<quint16*>(heights.scanLine(y));
+        if (sameSize) {
+            const float* row = grid.row(y);
+            for (int x = 0; x < size.width(); ++x)
+                out[x] = quantised(sample(row[x]));
+            continue;
+        }
         const Tap& r = rows[y];
         const float* upper = grid.row(r.first);
         const float* lower = grid.row(r.second);
-        quint16* out = reinterpret_cast<quint16*>(heights.scanLine(y));
         for (int x = 0; x < size.width(); ++x) {
             const Tap& c = columns[x];
-            const float top
-                = sample(upper, c.first) + c.weight * (sample(upper, c.second) - sample(upper, c.first));
-            const float bottom
-                = sample(lower, c.first) + c.weight * (sample(lower, c.second) - sample(lower, c.first));
-            const double metres = top + r.weight * (bottom - top);
-            out[x] = quint16(std::clamp(std::lround((metres - lowest) * scale), 0L, long(steps)));
+            top[x] = sample(upper[c.first]) + c.weight * (sample(upper[c.second]) - sample(upper[c.first]));
+            bottom[x]
+                = sample(lower[c.first]) + c.weight * (sample(lower[c.second]) - sample(lower[c.first]));
         }
+        for (int x = 0; x < size.width(); ++x)
+            out[x] = quantised(top[x] + r.weight * (bottom[x] - top[x]));
     }
 
     const GridGeometry& geometry = grid.geometry();
