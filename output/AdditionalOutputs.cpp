@@ -62,7 +62,9 @@ bool AdditionalOutputs::write(QImage correctedImage, const Continue& keepGoing)
 bool AdditionalOutputs::writeFrom(const ElevationGrid& grid, const Continue& keepGoing)
 {
     const auto goOn = [&keepGoing] { return !keepGoing || keepGoing(); };
-    const CoordinateSystem system = CoordinateSystem::ofArchive(baseName + QStringLiteral(".zip"));
+    // GDAL's first look at its projection database takes a while.
+    const CoordinateSystem system = BackgroundWork::run(
+        [this] { return CoordinateSystem::ofArchive(baseName + QStringLiteral(".zip")); });
     bool written = true;
     if (choice.outputs.testFlag(OutputChoice::GeoTiff) && goOn())
         written = writeGeoTiff(grid, system) && written;
@@ -109,7 +111,7 @@ bool AdditionalOutputs::writeWorldFiles(const ElevationGrid& grid, const Coordin
         if (QImageReader(stem + QStringLiteral(".png")).size() == geometry.size)
             written = writeWorldFile(stem, gridWorldFile, system) && written;
     }
-    const CoordinateSystem mercator = CoordinateSystem::webMercator();
+    const CoordinateSystem mercator = BackgroundWork::run(&CoordinateSystem::webMercator);
     for (const char* suffix : { "", "-el-col-scaled" }) {
         const QString stem = baseName + QLatin1String(suffix);
         const QSize size = QImageReader(stem + QStringLiteral(".png")).size();
