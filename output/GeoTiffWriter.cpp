@@ -3,8 +3,9 @@
 #include "output/CoordinateSystem.h"
 #include "output/ElevationGrid.h"
 
+#include <QAtomicInteger>
+#include <QCoreApplication>
 #include <QFile>
-#include <QTemporaryFile>
 
 #include <cpl_error.h>
 #include <gdal_priv.h>
@@ -48,11 +49,17 @@ bool writeTo(const QByteArray& name, const ElevationGrid& grid, const Coordinate
 
 bool GeoTiffWriter::write(const ElevationGrid& grid, const CoordinateSystem& system, const QString& fileName)
 {
-    QTemporaryFile file(fileName + QStringLiteral(".XXXXXX"));
-    if (!file.open())
-        return false;
-    const QByteArray temporary = QFile::encodeName(file.fileName());
+    // GDAL makes the file itself, so it gets the permissions of any new
+    // file; the name is this process's and this call's alone.
+    static QAtomicInteger<quint64> count;
+    const QByteArray temporary = QFile::encodeName(QStringLiteral("%1.%2-%3.tmp")
+                                                       .arg(fileName)
+                                                       .arg(QCoreApplication::applicationPid())
+                                                       .arg(count.fetchAndAddRelaxed(1)));
     // Replacing the name is atomic: a reader finds the old file or the new one.
-    return writeTo(temporary, grid, system)
-        && std::rename(temporary.constData(), QFile::encodeName(fileName).constData()) == 0;
+    if (writeTo(temporary, grid, system)
+        && std::rename(temporary.constData(), QFile::encodeName(fileName).constData()) == 0)
+        return true;
+    QFile::remove(QFile::decodeName(temporary));
+    return false;
 }
