@@ -1,3 +1,4 @@
+#include "SimProcess.h"
 #include "bil/ElevationImage.h"
 
 #include <QFile>
@@ -174,6 +175,33 @@ private slots:
         QVERIFY(std::abs(unit[0] + east / length) < 0.01);
         QVERIFY(std::abs(unit[1] + north / length) < 0.01);
         QVERIFY(std::abs(unit[2] - 1 / length) < 0.01);
+    }
+
+    // A run writes them after the merge, in the archive's coordinate system
+    // (NAD 83 for NED), and places the texture in Web Mercator.
+    void run()
+    {
+        SimProcess simulator;
+        QVERIFY(simulator.isRunning());
+        QTemporaryDir directory;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char* name : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+            environment.insert(name, simulator.url({}).authority());
+        QProcess run;
+        run.setProcessEnvironment(environment);
+        run.start(RELKA_BINARY_DIR "/run/relka-run",
+            { "--north", "40.25", "--west", "-106", "--area", "0.25", "--source", "ned1", "--workdir",
+                directory.path(), "--outputs", "worldfiles" });
+        QVERIFY(run.waitForFinished(-1));
+        QCOMPARE(run.exitCode(), 0);
+        const QString base = directory.filePath("40.25000N-40.12500S_-106.00000W--105.75000E");
+        const QString log = QString::fromLocal8Bit(run.readAllStandardOutput());
+        const qsizetype written = log.indexOf("Output: " + base + ".pgw written.");
+        QVERIFY(written >= 0 && written < log.indexOf("********* SUCCESS *********"));
+        QVERIFY(contents(base + "-el-corr.prj").contains("North_American_1983"));
+        QVERIFY(contents(base + ".prj").contains("Mercator_Auxiliary_Sphere"));
+        // The tiles' zoom 15: 2^23 pixels around the equator.
+        QCOMPARE(contents(base + ".pgw").split('\n').value(0).toDouble(), 2 * M_PI * 6378137 / (1 << 23));
     }
 };
 
