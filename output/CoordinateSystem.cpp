@@ -6,6 +6,9 @@
 #include <ogr_spatialref.h>
 #include <unzip.h>
 
+#include <algorithm>
+#include <cstring>
+
 namespace {
 
 // A ".prj" is a line or two of text; anything far larger is not one.
@@ -45,12 +48,9 @@ QByteArray exported(const OGRSpatialReference& system, const char* format)
 
 } // namespace
 
-CoordinateSystem CoordinateSystem::fromUserInput(const QByteArray& definition)
+CoordinateSystem CoordinateSystem::of(const OGRSpatialReference& system)
 {
-    OGRSpatialReference system;
     CoordinateSystem result;
-    if (definition.isEmpty() || system.SetFromUserInput(definition.constData()) != OGRERR_NONE)
-        return result;
     result.gdalWkt = exported(system, "FORMAT=WKT1");
     result.esriWkt = exported(system, "FORMAT=WKT1_ESRI");
     return result;
@@ -58,10 +58,22 @@ CoordinateSystem CoordinateSystem::fromUserInput(const QByteArray& definition)
 
 CoordinateSystem CoordinateSystem::ofArchive(const QString& archiveFile)
 {
-    const CoordinateSystem own = fromUserInput(prjEntryOf(archiveFile).trimmed());
-    return own.gdalWkt.isEmpty() ? wgs84() : own;
+    // Only ever read as WKT (ESRI's dialect included): an archive's text
+    // must not name a file or an address for GDAL to open.
+    const QByteArray wkt = prjEntryOf(archiveFile).trimmed();
+    OGRSpatialReference system;
+    if (wkt.isEmpty() || system.importFromWkt(wkt.constData()) != OGRERR_NONE)
+        return wgs84();
+    return of(system);
 }
 
-CoordinateSystem CoordinateSystem::wgs84() { return fromUserInput("EPSG:4326"); }
+CoordinateSystem CoordinateSystem::wgs84() { return ofEpsg(4326); }
 
-CoordinateSystem CoordinateSystem::webMercator() { return fromUserInput("EPSG:3857"); }
+CoordinateSystem CoordinateSystem::webMercator() { return ofEpsg(3857); }
+
+CoordinateSystem CoordinateSystem::ofEpsg(int code)
+{
+    OGRSpatialReference system;
+    system.importFromEPSG(code);
+    return of(system);
+}

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+class OGRSpatialReference;
+
 // A coordinate system as the output files carry it: WKT for GDAL and the
 // ESRI dialect for ".prj" files, which every GIS reads.
 class CoordinateSystem {
@@ -18,8 +20,8 @@ public:
     QByteArray prj() const { return esriWkt; }
 
 private:
-    // Empty texts when GDAL does not understand the definition.
-    static CoordinateSystem fromUserInput(const QByteArray& definition);
+    static CoordinateSystem of(const OGRSpatialReference& system);
+    static CoordinateSystem ofEpsg(int code);
 
     QByteArray gdalWkt;
     QByteArray esriWkt;
