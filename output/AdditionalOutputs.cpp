@@ -50,13 +50,16 @@ bool AdditionalOutputs::write(QImage correctedImage, const Continue& keepGoing)
         return false;
     }
     header.close();
-    // The image is dropped as soon as it is decoded.
-    const ElevationGrid grid = BackgroundWork::run([&] {
-        ElevationGrid decoded(correctedImage, GridGeometry::of(header));
+    // The image is dropped as soon as it is decoded; handing the grid's
+    // memory back takes a while, too.
+    std::optional<ElevationGrid> grid = BackgroundWork::run([&] {
+        std::optional<ElevationGrid> decoded(std::in_place, correctedImage, GridGeometry::of(header));
         correctedImage = QImage();
         return decoded;
     });
-    return writeFrom(grid, keepGoing);
+    const bool written = writeFrom(*grid, keepGoing);
+    BackgroundWork::run([&grid] { grid.reset(); });
+    return written;
 }
 
 bool AdditionalOutputs::writeFrom(const ElevationGrid& grid, const Continue& keepGoing)
