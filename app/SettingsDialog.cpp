@@ -1,6 +1,7 @@
 #include "SettingsDialog.h"
 
 #include "app/SettingsStore.h"
+#include "output/OutputChoice.h"
 
 #include <QFileDialog>
 #include <QPushButton>
@@ -33,6 +34,14 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     spinBoxMaximum->setValue(SettingsStore::paletteMaximum());
     checkBoxVerbose->setChecked(SettingsStore::verbose());
     (SettingsStore::paletteNumber() == 2 ? radioButtonPalette2 : radioButtonPalette1)->setChecked(true);
+    const QStringList outputs = SettingsStore::additionalOutputs();
+    for (int index = 0; index < OutputChoice::names().size(); ++index)
+        outputCheckBoxes().at(index)->setChecked(outputs.contains(OutputChoice::names().at(index)));
+    comboBoxEngine->addItems(EnginePreset::displayNames());
+    comboBoxEngine->setCurrentIndex(
+        std::max<int>(int(EnginePreset::names().indexOf(SettingsStore::heightmapEngine())), 0));
+    comboBoxEngine->setEnabled(checkBoxHeightmap->isChecked());
+    connect(checkBoxHeightmap, &QCheckBox::toggled, comboBoxEngine, &QComboBox::setEnabled);
 
     // Connected only now, so a stored forbidden combination still opens with
     // Ok enabled.
@@ -53,7 +62,18 @@ void SettingsDialog::accept()
     SettingsStore::setPaletteNumber(radioButtonPalette2->isChecked() ? 2 : 1);
     SettingsStore::setPaletteMinimum(spinBoxMinimum->value());
     SettingsStore::setPaletteMaximum(spinBoxMaximum->value());
+    QStringList outputs;
+    for (int index = 0; index < OutputChoice::names().size(); ++index)
+        if (outputCheckBoxes().at(index)->isChecked())
+            outputs << OutputChoice::names().at(index);
+    SettingsStore::setAdditionalOutputs(outputs);
+    SettingsStore::setHeightmapEngine(EnginePreset::names().at(comboBoxEngine->currentIndex()));
     QDialog::accept();
+}
+
+QList<QCheckBox*> SettingsDialog::outputCheckBoxes() const
+{
+    return { checkBoxGeoTiff, checkBoxWorldFiles, checkBoxHeightmap, checkBoxHillshade, checkBoxNormalMap };
 }
 
 void SettingsDialog::browseWorkingDirectory()

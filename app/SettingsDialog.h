@@ -17,4 +17,8 @@ public slots:
     void browseWorkingDirectory();
     // Refuses the largest area together with the densest elevation data.
     void currentIndexChanged();
+
+private:
+    // In the order of OutputChoice::names().
+    QList<QCheckBox*> outputCheckBoxes() const;
 };

@@ -43,6 +43,11 @@ bool SettingsStore::verbose() { return read("verbose", false).toBool(); }
 int SettingsStore::paletteNumber() { return read("paletteNumber", 1).toInt(); }
 int SettingsStore::paletteMinimum() { return read("paletteMinimum", 0).toInt(); }
 int SettingsStore::paletteMaximum() { return read("paletteMaximum", 8000).toInt(); }
+QStringList SettingsStore::additionalOutputs() { return read("additionalOutputs").toStringList(); }
+QString SettingsStore::heightmapEngine()
+{
+    return read("heightmapEngine", QStringLiteral("native")).toString();
+}
 
 void SettingsStore::setDownloadRectangle(double north, double south, double west, double east)
 {
@@ -64,6 +69,8 @@ void SettingsStore::setVerbose(bool verbose) { write("verbose", verbose); }
 void SettingsStore::setPaletteNumber(int number) { write("paletteNumber", number); }
 void SettingsStore::setPaletteMinimum(int minimum) { write("paletteMinimum", minimum); }
 void SettingsStore::setPaletteMaximum(int maximum) { write("paletteMaximum", maximum); }
+void SettingsStore::setAdditionalOutputs(const QStringList& names) { write("additionalOutputs", names); }
+void SettingsStore::setHeightmapEngine(const QString& name) { write("heightmapEngine", name); }
 
 const QStringList& SettingsStore::downloadAreas()
 {

@@ -20,6 +20,10 @@ public:
     static int paletteNumber();
     static int paletteMinimum();
     static int paletteMaximum();
+    // The additional outputs by their command-line names; none when never stored.
+    static QStringList additionalOutputs();
+    // The heightmap's engine by its command-line name; "native" when never stored.
+    static QString heightmapEngine();
 
     static void setDownloadRectangle(double north, double south, double west, double east);
     static void setDownloadArea(const QString& area);
@@ -29,6 +33,8 @@ public:
     static void setPaletteNumber(int number);
     static void setPaletteMinimum(int minimum);
     static void setPaletteMaximum(int maximum);
+    static void setAdditionalOutputs(const QStringList& names);
+    static void setHeightmapEngine(const QString& name);
 
     // A value that stands in for the stored one in this process only and
     // takes the process's writes of its key, so a command line's choices

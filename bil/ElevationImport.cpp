@@ -14,7 +14,6 @@
 #include "util/BackgroundWork.h"
 
 #include <QFile>
-#include <QImageReader>
 #include <QtEndian>
 
 #include <algorithm>
@@ -87,16 +86,6 @@ bool isNodataPixel(const uchar* pixel)
 }
 
 void processEvents() { QCoreApplication::processEvents(); }
-
-// The work files are read back (here and by the NODATA filling) as 32-bit
-// images; those of the largest rasters exceed Qt's default limit on the size
-// of a decoded image. The limit is only ever raised.
-void allowLoading(int width, int height)
-{
-    const qint64 megabytes = qint64(width) * height * 4 / (1024 * 1024) + 1;
-    if (QImageReader::allocationLimit() > 0 && megabytes > QImageReader::allocationLimit())
-        QImageReader::setAllocationLimit(static_cast<int>(std::min<qint64>(megabytes, INT_MAX)));
-}
 
 } // namespace
 
@@ -269,7 +258,8 @@ bool ElevationImport::run()
         logOutOfMemory(width, height);
         return false;
     }
-    allowLoading(width, height);
+    // The work files are read back (here and by the NODATA filling).
+    PngReader::allowLoading(QSize(width, height));
     SampleConverter converter(header);
     readRaster(dataFile, window, dataOffset, converter, image);
     dataFile.close();
@@ -484,6 +474,7 @@ bool ElevationImport::writeColorFile(double cosLat)
         MessageLog::append(tr("Seamless error: Could not open file %1").arg(correctedFile));
         return false;
     }
+    feedback.correctedElevations(image);
     const double lo = SettingsStore::paletteMinimum() * 256.0;
     const double hi = SettingsStore::paletteMaximum() * 256.0;
     showPreview(image, cosLat);

@@ -4,8 +4,8 @@
 #include <QSize>
 
 // What the elevation import tells whoever watches it: how far each of its
-// three stages has come, a preview of the elevations, and when it writes a
-// large image. The calls come from the importing thread between two steps of
+// three stages has come, a preview of the elevations, when it writes a
+// large image, and the corrected elevations. The calls come from the importing thread between two steps of
 // the work. This base class wants no preview and ignores every call, which
 // is all a program without a window needs.
 class ImportFeedback {
@@ -27,4 +27,8 @@ public:
 
     // True from just before a work file is written until it is written.
     virtual void setSaving([[maybe_unused]] bool saving) { }
+
+    // The corrected elevations as read back from their file, before they
+    // are coloured; kept by a watcher that makes more of them.
+    virtual void correctedElevations([[maybe_unused]] const QImage& image) { }
 };

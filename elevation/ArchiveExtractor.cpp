@@ -87,6 +87,14 @@ Copy copyEntry(unzFile archive, const QString& entryName, const QString& target,
     return copy;
 }
 
+// A projection file beside a picture's world file belongs to the picture,
+// not to a raster.
+bool belongsToWorldFile(const QString& directory, const QString& name)
+{
+    return name.endsWith(QLatin1String(".prj"), Qt::CaseInsensitive)
+        && QFile::exists(directory + u'/' + name.chopped(4) + QStringLiteral(".pgw"));
+}
+
 } // namespace
 
 // The base names whose raster a live run holds locked ("BASE.lock").
@@ -112,7 +120,8 @@ void ArchiveExtractor::removeOldSideFiles(const QString& directory)
     const QStringList inUse = rectanglesInUse(directory);
     for (const QString& name : QDir(directory).entryList(filters, QDir::Files, QDir::Unsorted)) {
         if (std::any_of(
-                inUse.cbegin(), inUse.cend(), [&name](const QString& base) { return name.startsWith(base); }))
+                inUse.cbegin(), inUse.cend(), [&name](const QString& base) { return name.startsWith(base); })
+            || belongsToWorldFile(directory, name))
             continue;
         const QString path = directory + u'/' + name;
         qDebug().noquote() << QStringLiteral("Removing file %1").arg(path);

@@ -22,7 +22,8 @@ public:
     // Removes from directory the raster and side files earlier archives
     // left there, of any rectangle (plain files only, hidden ones kept),
     // naming each on the debug output. Archives and images stay, and so do
-    // the files of a rectangle another live run holds locked.
+    // the files of a rectangle another live run holds locked and the
+    // ".prj" files of pictures' world files (a ".pgw" of the same name).
     static void removeOldSideFiles(const QString& directory);
 
     // Called after every chunk; false stops the unpacking at once.

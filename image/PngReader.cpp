@@ -8,6 +8,7 @@
 
 #include <libdeflate.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cstring>
@@ -218,6 +219,13 @@ QImage PngReader::read(const QString& fileName)
         }
     }
     return QImage(fileName);
+}
+
+void PngReader::allowLoading(const QSize& size)
+{
+    const qint64 megabytes = qint64(size.width()) * size.height() * 4 / (1024 * 1024) + 1;
+    if (QImageReader::allocationLimit() > 0 && megabytes > QImageReader::allocationLimit())
+        QImageReader::setAllocationLimit(static_cast<int>(std::min<qint64>(megabytes, INT_MAX)));
 }
 
 void PngReader::setQtReaderOnly(bool qtOnly) { qtReaderOnly = qtOnly; }

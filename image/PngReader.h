@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QSize>
 #include <QString>
 
 // Reads PNG files as QImage(fileName) does, faster for the kind of file
@@ -13,6 +14,11 @@
 class PngReader {
 public:
     static QImage read(const QString& fileName);
+
+    // Raises Qt's limit on the size of a decoded image, where it is lower,
+    // so that images of this size load as 32-bit pixels: the work files of
+    // the largest rasters exceed the default.
+    static void allowLoading(const QSize& size);
 
     // For comparisons: while set, every file goes to Qt's reader.
     static void setQtReaderOnly(bool qtOnly);

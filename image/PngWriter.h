@@ -13,7 +13,7 @@
 // every PNG reader decodes them to the same pixels.
 //
 // Images in formats that Qt writes with other colour types (indexed,
-// one-bit, 16-bit), images with text or a colour space, and file names
+// one-bit, 16-bit colour), images with text or a colour space, and file names
 // that do not end in ".png" are passed to Qt's writer unchanged.
 // All functions are thread-safe.
 class PngWriter {
@@ -23,6 +23,7 @@ public:
         Elevation, // elevation images: smooth, large, the bulk of the work
         Mask, // two colours, mostly one of them
         Picture, // colour pictures: the colour file, the textures
+        Derived, // made from the elevations for other programs: written fast
     };
 
     // Returns what QImage::save(fileName) would return: false for a null

@@ -6,6 +6,7 @@
 #include "app/MessageLog.h"
 #include "app/SettingsStore.h"
 #include "http/HttpClient.h"
+#include "output/AdditionalOutputs.h"
 #include "run/IntermediateFiles.h"
 #include "run/WorkFileName.h"
 #include "util/BackgroundWork.h"
@@ -206,6 +207,20 @@ void DownloadRun::success()
     emit succeeded();
     MessageBoxes::show(
         MessageBoxes::Information, nullptr, tr("relka"), tr("Download and post processing finished!"));
+}
+
+bool DownloadRun::writeAdditionalOutputs()
+{
+    const OutputChoice choice = OutputChoice::stored();
+    if (!choice.outputs)
+        return true;
+    const auto cancelled = [this] { return seamlessAborted || openStreetMapAborted; };
+    AdditionalOutputs outputs(baseFileName, choice);
+    outputs.setTextureTiles(tiles);
+    emit savingChanged(true);
+    outputs.write([&cancelled] { return !cancelled(); });
+    emit savingChanged(false);
+    return !cancelled();
 }
 
 void DownloadRun::deleteFiles()

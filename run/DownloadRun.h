@@ -44,7 +44,8 @@ class QLockFile;
 //               runs in the same folder leave them alone.
 //   join        the branch that finishes second (seamlessFinished,
 //               openStreetMapFinished) calls mergeFiles(), which writes the
-//               merged texture and calls success().
+//               merged texture and the additional outputs chosen in the
+//               settings, and calls success().
 //   cancel      cancelDownload() sets the aborted flags and aborts the
 //               clients; their handlers see the flags, set the finished
 //               flags, re-enter cancelDownload() and empty the registry.
@@ -190,6 +191,9 @@ private:
     void saveTile(int index, const QByteArray& body);
     bool postProcessOpenStreetMapImage(QImage& image);
     bool mergeFiles();
+    // The additional outputs of the settings, after the merge; false only
+    // when the run was cancelled meanwhile (a failed output is logged).
+    bool writeAdditionalOutputs();
 
     HttpClient* openStreetMapHttp;
     HttpClient* seamlessHttp;

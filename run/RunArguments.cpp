@@ -1,6 +1,7 @@
 #include "run/RunArguments.h"
 
 #include "app/SettingsStore.h"
+#include "output/OutputChoice.h"
 
 #include <QCommandLineParser>
 
@@ -45,11 +46,14 @@ QString RunArguments::usage()
 {
     return QStringLiteral(
         "Usage: relka-run [--north DEG --west DEG | --address TEXT] [--area A] [--source S]\n"
-        "                 [--workdir DIR] [--verbose]\n"
+        "                 [--workdir DIR] [--verbose] [--outputs LIST] [--engine E]\n"
         "       relka-run --plan --region NORTH,SOUTH,WEST,EAST --area A\n"
         "A: %1, or an area text. S: %2, or a source text.\n"
+        "LIST: comma-separated from %3, or all. E: %4.\n"
         "What is not given comes from the stored settings; nothing given here is stored.\n")
-        .arg(areaNames.join(QStringLiteral(", ")), sourceNames.join(QStringLiteral(", ")));
+        .arg(areaNames.join(QStringLiteral(", ")), sourceNames.join(QStringLiteral(", ")),
+            OutputChoice::names().join(QStringLiteral(", ")),
+            EnginePreset::names().join(QStringLiteral(", ")));
 }
 
 std::optional<RunArguments> RunArguments::parse(const QStringList& arguments, QString* error)
@@ -64,7 +68,10 @@ std::optional<RunArguments> RunArguments::parse(const QStringList& arguments, QS
     const QCommandLineOption verbose(QStringLiteral("verbose"));
     const QCommandLineOption plan(QStringLiteral("plan"));
     const QCommandLineOption region(QStringLiteral("region"), {}, QStringLiteral("N,S,W,E"));
-    parser.addOptions({ north, west, address, area, source, workdir, verbose, plan, region });
+    const QCommandLineOption outputs(QStringLiteral("outputs"), {}, QStringLiteral("LIST"));
+    const QCommandLineOption engine(QStringLiteral("engine"), {}, QStringLiteral("E"));
+    parser.addOptions(
+        { north, west, address, area, source, workdir, verbose, plan, region, outputs, engine });
 
     const auto fail = [error](const QString& why) {
         *error = why;
@@ -114,6 +121,15 @@ std::optional<RunArguments> RunArguments::parse(const QStringList& arguments, QS
         if (result.source.isEmpty())
             return fail(QStringLiteral("Unknown source: %1").arg(parser.value(source)));
     }
+    if (parser.isSet(outputs)) {
+        const std::optional<OutputChoice::Outputs> chosen = OutputChoice::parse(parser.value(outputs));
+        if (!chosen)
+            return fail(QStringLiteral("Unknown outputs: %1").arg(parser.value(outputs)));
+        result.outputs = OutputChoice::namesOf(*chosen);
+    }
+    result.engine = parser.value(engine);
+    if (parser.isSet(engine) && !EnginePreset::fromName(result.engine))
+        return fail(QStringLiteral("Unknown engine: %1").arg(result.engine));
     result.workingDirectory = parser.value(workdir);
     result.verbose = parser.isSet(verbose);
     return result;
@@ -135,4 +151,8 @@ void RunArguments::applyToSettings() const
         SettingsStore::setTransient(QStringLiteral("workingDirectory"), workingDirectory);
     if (verbose)
         SettingsStore::setTransient(QStringLiteral("verbose"), true);
+    if (outputs)
+        SettingsStore::setTransient(QStringLiteral("additionalOutputs"), *outputs);
+    if (!engine.isEmpty())
+        SettingsStore::setTransient(QStringLiteral("heightmapEngine"), engine);
 }

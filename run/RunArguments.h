@@ -37,6 +37,10 @@ public:
     QString source;
     QString workingDirectory;
     bool verbose = false;
+    // The additional outputs by name (none is a choice too) and the
+    // heightmap's engine.
+    std::optional<QStringList> outputs;
+    QString engine;
     // --plan: north, south, west, east.
     DownloadRun::Rectangle region;
 };

@@ -32,8 +32,9 @@ stop_simulator() {
 }
 
 # write_demo_settings CONFIG_HOME WORK_DIR: a settings store with a 1° x 0.5°
-# rectangle near Boulder, SRTM 3 arc-second data and WORK_DIR as the working
-# directory, unless CONFIG_HOME holds one already.
+# rectangle near Boulder, SRTM 3 arc-second data, WORK_DIR as the working
+# directory and the GeoTIFF, world files, a heightmap for Unreal and the
+# hillshade as additional outputs, unless CONFIG_HOME holds one already.
 write_demo_settings() {
   local file=$1/Brenholt/relka.conf
   mkdir -p "$1/Brenholt" "$2"
@@ -47,5 +48,7 @@ downloadEast=-105
 downloadArea=1° (lon) by 0.5° (lat)
 elevationDataSource=SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]
 workingDirectory=$2
+additionalOutputs=geotiff, worldfiles, heightmap, hillshade
+heightmapEngine=unreal
 CONF
 }

@@ -62,6 +62,8 @@ bool DownloadRun::mergeFiles()
     if (cancelled())
         return false;
     showPreview(Preview::Texture, merged);
+    if (!writeAdditionalOutputs())
+        return false;
     if (openStreetMapHttp->hasPendingRequests())
         openStreetMapHttp->clearPendingRequests();
     if (seamlessHttp->hasPendingRequests())

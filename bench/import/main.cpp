@@ -1,7 +1,9 @@
 // Times the BIL import on generated rasters of the largest sizes the
 // program downloads, once with every PNG file going to Qt's writer (as the
 // program saved them before) and once with the program's own writer, and
-// compares both with a GIS pipeline that makes the same two results.
+// compares both with a GIS pipeline that makes the same two results. Then
+// times all five additional outputs (GeoTIFF, world files, 16-bit heightmap
+// at the grid's size, hillshade, normal map) against the import.
 //
 //   relka-bench-import          both rasters
 //   relka-bench-import --srtm   SRTM 1": 7201 x 3601 16-bit samples, 2° x 1°
@@ -23,6 +25,7 @@
 #include "bil/ImportFeedback.h"
 #include "image/PngReader.h"
 #include "image/PngWriter.h"
+#include "output/AdditionalOutputs.h"
 #include "tests/support/EventGapMeter.h"
 
 #include <QCoreApplication>
@@ -178,16 +181,20 @@ struct ImportFigures {
 };
 
 // The dialog's share of the work: the preview is scaled to a label's size.
+// The corrected elevations are kept, as relka-import keeps them for the
+// additional outputs.
 class PreviewFeedback : public ImportFeedback {
+public:
+    QImage corrected;
+
+private:
     QSize previewSize() const override { return { 400, 300 }; }
+    void correctedElevations(const QImage& image) override { corrected = image; }
 };
 
-// The import, with the time between its log lines as phase times.
-ImportFigures timeImport(const QString& baseName)
+// The work, with the time between its log lines as phase times.
+template <typename Work> ImportFigures timePhases(Work work)
 {
-    PreviewFeedback feedback;
-    ElevationImport import(baseName, feedback);
-
     // The peak memory is taken per phase: the high-water mark is reset at
     // every log line.
     EventGapMeter meter;
@@ -208,13 +215,23 @@ ImportFigures timeImport(const QString& baseName)
         endPhase(now());
         phase = "from \"" + line.left(52) + (line.size() > 52 ? "...\"" : "\"");
     });
-    const bool imported = import.run();
+    const bool done = work();
     const Times end = now();
     MessageLog::setEcho({});
     endPhase(end);
-    if (!imported)
-        qFatal("the import failed");
+    if (!done)
+        qFatal("the work failed");
     return { end - start, peak, meter.longestMs() };
+}
+
+ImportFigures timeImport(const QString& baseName, QImage* corrected = nullptr)
+{
+    PreviewFeedback feedback;
+    ElevationImport import(baseName, feedback);
+    const ImportFigures figures = timePhases([&import] { return import.run(); });
+    if (corrected)
+        *corrected = std::move(feedback.corrected);
+    return figures;
 }
 
 template <typename Work> Times timed(Work work)
@@ -355,8 +372,28 @@ std::optional<Times> timeGisPipeline(const QString& baseName)
 struct RasterResult {
     ImportFigures before;
     ImportFigures after;
+    ImportFigures outputs;
     std::optional<Times> gis;
 };
+
+// All five additional outputs from the corrected elevations the import
+// holds, as relka-import makes them, the heightmap for Unreal as in the
+// demo settings; their sizes; and what reading the elevations back from
+// their file adds, as a run does after its merge.
+ImportFigures timeOutputs(const QString& baseName, QImage corrected)
+{
+    const OutputChoice choice { OutputChoice::parse(QStringLiteral("all")).value(),
+        EnginePreset(EnginePreset::Engine::Unreal) };
+    const ImportFigures figures
+        = timePhases([&] { return AdditionalOutputs(baseName, choice).write(std::move(corrected)); });
+    const Times reading = timed([&] { PngReader::read(baseName + "-el-corr.png"); });
+    printPhase(QStringLiteral("reading the corrected elevations back"), reading, peakMegabytes());
+    std::printf("Additional outputs (bytes):\n");
+    for (const char* suffix :
+        { "-el.tif", "-height16.png", "-height16.r16", "-height16.json", "-hillshade.png", "-normal.png" })
+        std::printf("  %-22s %12lld\n", suffix, static_cast<long long>(QFileInfo(baseName + suffix).size()));
+    return figures;
+}
 
 RasterResult benchmark(const RasterSize& size, QDir directory, bool keep)
 {
@@ -378,7 +415,10 @@ RasterResult benchmark(const RasterSize& size, QDir directory, bool keep)
     PngWriter::setQtWriterOnly(false);
     PngReader::setQtReaderOnly(false);
     std::printf("Import phases, PngWriter and PngReader:\n");
-    result.after = timeImport(baseName);
+    QImage corrected;
+    result.after = timeImport(baseName, &corrected);
+    std::printf("Additional outputs:\n");
+    result.outputs = timeOutputs(baseName, std::move(corrected));
     compareFiles(qtBase, baseName);
     std::printf("Files, processor seconds:\n");
     for (const OutputFile& file : outputFiles)
@@ -431,6 +471,10 @@ int main(int argc, char* argv[])
         printImport("import, PngWriter", result.after);
         std::printf("  %-40s %7.2f   %7.2f\n", "speed-up", result.before.times.wall / result.after.times.wall,
             result.before.times.cpu / result.after.times.cpu);
+        printImport("additional outputs", result.outputs);
+        std::printf("  %-40s %6.1f %%  %6.1f %%\n", "additional outputs / import, PngWriter",
+            100 * result.outputs.times.wall / result.after.times.wall,
+            100 * result.outputs.times.cpu / result.after.times.cpu);
         if (!result.gis) {
             std::printf("  GIS pipeline: gdal_fillnodata.py, gdal_translate or gdaldem not installed\n");
             continue;

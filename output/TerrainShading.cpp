@@ -1,0 +1,119 @@
+#include "TerrainShading.h"
+
+#include "output/ElevationGrid.h"
+#include "output/Wgs84.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+namespace {
+
+// A grid row with its edge samples repeated once on either side, so that
+// every sample has a left and a right neighbour.
+void padded(const float* row, int width, std::vector<float>& out)
+{
+    out[0] = row[0];
+    std::copy(row, row + width, out.begin() + 1);
+    out[width + 1] = row[width - 1];
+}
+
+// Horn's slopes of one row, rise per metre towards east and north, from
+// the padded rows above, at and below it. A void neighbour counts as the
+// centre sample, a void centre is flat; the selects keep the loop free of
+// branches, so it is vectorised. eastScale and northScale turn the
+// weighted differences into slopes.
+void slopesOfRow(const float* __restrict above, const float* __restrict middle, const float* __restrict below,
+    int width, float eastScale, float northScale, float* __restrict east, float* __restrict north)
+{
+    constexpr float nodata = ElevationGrid::nodata;
+    for (int x = 0; x < width; ++x) {
+        const float centre = middle[x + 1];
+        const auto at = [centre](float sample) { return sample == nodata ? centre : sample; };
+        const float a = at(above[x]), b = at(above[x + 1]), c = at(above[x + 2]);
+        const float d = at(middle[x]), f = at(middle[x + 2]);
+        const float g = at(below[x]), h = at(below[x + 1]), i = at(below[x + 2]);
+        const float towardsEast = ((c + 2 * f + i) - (a + 2 * d + g)) * eastScale;
+        const float towardsNorth = ((a + 2 * b + c) - (g + 2 * h + i)) * northScale;
+        const bool flat = centre == nodata;
+        east[x] = flat ? 0.0f : towardsEast;
+        north[x] = flat ? 0.0f : towardsNorth;
+    }
+}
+
+// Calls shade(east, north, pixels) with the slopes of each row, top to bottom.
+template <typename Shade> QImage shaded(const ElevationGrid& grid, QImage::Format format, Shade shade)
+{
+    const int width = grid.width();
+    const int height = grid.height();
+    const GridGeometry& geometry = grid.geometry();
+    QImage image(width, height, format);
+    if (image.isNull())
+        return image;
+    std::vector<float> rows[3];
+    for (std::vector<float>& row : rows)
+        row.resize(std::size_t(width) + 2);
+    std::vector<float> east(width);
+    std::vector<float> north(width);
+    for (int y = 0; y < height; ++y) {
+        const int above = std::max(y - 1, 0);
+        const int below = std::min(y + 1, height - 1);
+        padded(grid.row(above), width, rows[0]);
+        padded(grid.row(y), width, rows[1]);
+        padded(grid.row(below), width, rows[2]);
+        const double latitude = geometry.rowLatitude(y);
+        // The weights of each side add up to 4; neighbours two steps apart,
+        // or one at the image's edge.
+        const double stepX = geometry.pixelWidth * Wgs84::metresPerDegreeOfLongitude(latitude);
+        const double stepY = geometry.pixelHeight * Wgs84::metresPerDegreeOfLatitude(latitude);
+        const float northScale = below > above ? float(1 / (4 * (below - above) * stepY)) : 0.0f;
+        slopesOfRow(rows[0].data(), rows[1].data(), rows[2].data(), width, float(1 / (8 * stepX)), northScale,
+            east.data(), north.data());
+        if (width > 1) {
+            east[0] *= 2;
+            east[width - 1] *= 2;
+        } else {
+            east[0] = 0;
+        }
+        shade(east.data(), north.data(), image.scanLine(y), width);
+    }
+    return image;
+}
+
+// 0 ... 255 from 0 ... 1, rounded to nearest.
+inline uchar byteOf(float unit) { return uchar(std::clamp(unit, 0.0f, 1.0f) * 255.0f + 0.5f); }
+
+} // namespace
+
+QImage TerrainShading::hillshade(const ElevationGrid& grid)
+{
+    constexpr double radians = std::numbers::pi / 180;
+    const double azimuth = sunAzimuthDegrees * radians;
+    const double altitude = sunAltitudeDegrees * radians;
+    // Towards the sun: east, north, up.
+    const float sunEast = float(std::sin(azimuth) * std::cos(altitude));
+    const float sunNorth = float(std::cos(azimuth) * std::cos(altitude));
+    const float sunUp = float(std::sin(altitude));
+    return shaded(
+        grid, QImage::Format_Grayscale8, [=](const float* east, const float* north, uchar* pixel, int n) {
+            for (int x = 0; x < n; ++x) {
+                // The unit normal is (-east, -north, 1) scaled.
+                const float scale = 1 / std::sqrt(1 + east[x] * east[x] + north[x] * north[x]);
+                pixel[x] = byteOf((sunUp - east[x] * sunEast - north[x] * sunNorth) * scale);
+            }
+        });
+}
+
+QImage TerrainShading::normalMap(const ElevationGrid& grid)
+{
+    return shaded(
+        grid, QImage::Format_RGB888, [](const float* east, const float* north, uchar* pixel, int n) {
+            for (int x = 0; x < n; ++x, pixel += 3) {
+                const float scale = 1 / std::sqrt(1 + east[x] * east[x] + north[x] * north[x]);
+                pixel[0] = byteOf((1 - east[x] * scale) / 2);
+                pixel[1] = byteOf((1 - north[x] * scale) / 2);
+                pixel[2] = byteOf((1 + scale) / 2);
+            }
+        });
+}
