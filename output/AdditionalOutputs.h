@@ -50,11 +50,12 @@ private:
     bool writeFrom(const ElevationGrid& grid, const Continue& keepGoing);
     bool writeGeoTiff(const ElevationGrid& grid, const CoordinateSystem& system);
     bool writeHeightmap(const ElevationGrid& grid);
+    bool writeShading(const ElevationGrid& grid, const std::function<bool()>& goOn);
     bool writeWorldFiles(const ElevationGrid& grid, const CoordinateSystem& system);
     bool writeWorldFile(const QString& stem, const QByteArray& text, const CoordinateSystem& system);
     // Encodes on the thread pool and saves; logs the outcome.
     bool save(const std::function<QByteArray()>& encode, const QString& fileName);
-    bool saveImage(const std::function<QImage()>& make, const QString& fileName);
+    bool saveImage(const QImage& image, const QString& fileName);
     static bool logged(bool saved, const QString& fileName);
 
     QString baseName;

@@ -42,20 +42,19 @@ void slopesOfRow(const float* __restrict above, const float* __restrict middle, 
     }
 }
 
-// Calls shade(east, north, pixels) with the slopes of each row, top to bottom.
-template <typename Shade> QImage shaded(const ElevationGrid& grid, QImage::Format format, Shade shade)
+// Calls shade(y, east, north, scale) with the slopes of each row, top to
+// bottom, and what scales (-east, -north, 1) to the unit normal.
+template <typename Shade> void forEachRow(const ElevationGrid& grid, Shade shade)
 {
     const int width = grid.width();
     const int height = grid.height();
     const GridGeometry& geometry = grid.geometry();
-    QImage image(width, height, format);
-    if (image.isNull())
-        return image;
     std::vector<float> rows[3];
     for (std::vector<float>& row : rows)
         row.resize(std::size_t(width) + 2);
     std::vector<float> east(width);
     std::vector<float> north(width);
+    std::vector<float> scale(width);
     for (int y = 0; y < height; ++y) {
         const int above = std::max(y - 1, 0);
         const int below = std::min(y + 1, height - 1);
@@ -76,44 +75,53 @@ template <typename Shade> QImage shaded(const ElevationGrid& grid, QImage::Forma
         } else {
             east[0] = 0;
         }
-        shade(east.data(), north.data(), image.scanLine(y), width);
+        for (int x = 0; x < width; ++x)
+            scale[x] = 1 / std::sqrt(1 + east[x] * east[x] + north[x] * north[x]);
+        shade(y, east.data(), north.data(), scale.data());
     }
-    return image;
 }
 
 // 0 ... 255 from 0 ... 1, rounded to nearest.
 inline uchar byteOf(float unit) { return uchar(std::clamp(unit, 0.0f, 1.0f) * 255.0f + 0.5f); }
 
+void hillshadeRow(const float* __restrict east, const float* __restrict north, const float* __restrict scale,
+    int width, const float sun[3], uchar* __restrict pixel)
+{
+    for (int x = 0; x < width; ++x)
+        pixel[x] = byteOf((sun[2] - east[x] * sun[0] - north[x] * sun[1]) * scale[x]);
+}
+
+void normalRow(const float* __restrict east, const float* __restrict north, const float* __restrict scale,
+    int width, uchar* __restrict pixel)
+{
+    for (int x = 0; x < width; ++x, pixel += 3) {
+        pixel[0] = byteOf((1 - east[x] * scale[x]) / 2);
+        pixel[1] = byteOf((1 - north[x] * scale[x]) / 2);
+        pixel[2] = byteOf((1 + scale[x]) / 2);
+    }
+}
+
 } // namespace
 
-QImage TerrainShading::hillshade(const ElevationGrid& grid)
+TerrainShading::TerrainShading(const ElevationGrid& grid, bool withHillshade, bool withNormalMap)
 {
+    const int width = grid.width();
+    if (withHillshade)
+        shade = QImage(grid.geometry().size, QImage::Format_Grayscale8);
+    if (withNormalMap)
+        normals = QImage(grid.geometry().size, QImage::Format_RGB888);
+    if (shade.isNull() && normals.isNull())
+        return;
     constexpr double radians = std::numbers::pi / 180;
     const double azimuth = sunAzimuthDegrees * radians;
     const double altitude = sunAltitudeDegrees * radians;
     // Towards the sun: east, north, up.
-    const float sunEast = float(std::sin(azimuth) * std::cos(altitude));
-    const float sunNorth = float(std::cos(azimuth) * std::cos(altitude));
-    const float sunUp = float(std::sin(altitude));
-    return shaded(
-        grid, QImage::Format_Grayscale8, [=](const float* east, const float* north, uchar* pixel, int n) {
-            for (int x = 0; x < n; ++x) {
-                // The unit normal is (-east, -north, 1) scaled.
-                const float scale = 1 / std::sqrt(1 + east[x] * east[x] + north[x] * north[x]);
-                pixel[x] = byteOf((sunUp - east[x] * sunEast - north[x] * sunNorth) * scale);
-            }
-        });
-}
-
-QImage TerrainShading::normalMap(const ElevationGrid& grid)
-{
-    return shaded(
-        grid, QImage::Format_RGB888, [](const float* east, const float* north, uchar* pixel, int n) {
-            for (int x = 0; x < n; ++x, pixel += 3) {
-                const float scale = 1 / std::sqrt(1 + east[x] * east[x] + north[x] * north[x]);
-                pixel[0] = byteOf((1 - east[x] * scale) / 2);
-                pixel[1] = byteOf((1 - north[x] * scale) / 2);
-                pixel[2] = byteOf((1 + scale) / 2);
-            }
-        });
+    const float sun[3] = { float(std::sin(azimuth) * std::cos(altitude)),
+        float(std::cos(azimuth) * std::cos(altitude)), float(std::sin(altitude)) };
+    forEachRow(grid, [&](int y, const float* east, const float* north, const float* scale) {
+        if (!shade.isNull())
+            hillshadeRow(east, north, scale, width, sun, shade.scanLine(y));
+        if (!normals.isNull())
+            normalRow(east, north, scale, width, normals.scanLine(y));
+    });
 }

@@ -15,12 +15,20 @@ public:
     static constexpr double sunAzimuthDegrees = 315;
     static constexpr double sunAltitudeDegrees = 45;
 
+    // Both pictures come from one pass over the slopes; a picture not asked
+    // for stays null.
+    TerrainShading(const ElevationGrid& grid, bool withHillshade, bool withNormalMap);
+
     // 8-bit grey: the cosine of the angle between the surface's normal and
     // the direction of the sun, times 255 (255 facing the sun, 0 turned
     // away from it or in its own shadow).
-    static QImage hillshade(const ElevationGrid& grid);
+    const QImage& hillshade() const { return shade; }
 
     // 8-bit RGB, tangent space as OpenGL takes it: the unit normal's east,
     // north and up components, each mapped from -1 ... 1 to 0 ... 255.
-    static QImage normalMap(const ElevationGrid& grid);
+    const QImage& normalMap() const { return normals; }
+
+private:
+    QImage shade;
+    QImage normals;
 };

@@ -283,8 +283,10 @@ void timeFile(const QString& fileName, QImage::Format format, PngWriter::Content
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly))
         qFatal("cannot read %s", qPrintable(fileName));
-    const auto [stream, inflatedSize] = zlibStream(file.readAll(), image);
-    std::vector<uchar> inflated(inflatedSize);
+    // Plain locals: lambdas cannot capture a structured binding everywhere.
+    const std::pair<QByteArray, qsizetype> streamAndSize = zlibStream(file.readAll(), image);
+    const QByteArray& stream = streamAndSize.first;
+    std::vector<uchar> inflated(streamAndSize.second);
     const Times zlibInflate = timed([&] {
         uLongf size = inflated.size();
         uncompress(inflated.data(), &size, reinterpret_cast<const Bytef*>(stream.constData()), stream.size());
