@@ -6,7 +6,7 @@
 #include <functional>
 #include <optional>
 
-// Elevation tiles in the published layouts for the fake tile servers of the
+// Elevation tiles in the published layouts for the fake servers of the
 // gateway's tests and benchmark. Every value comes from a function of the
 // global cell, so a reader can tell exactly which cell a sample was taken
 // from. A cell is named by the whole number of cells from the equator to
@@ -17,15 +17,15 @@ namespace DemTileMaker {
 // Nothing for a void.
 using Height = std::function<std::optional<float>(qint64 north, qint64 west)>;
 
-// An HGT tile, size x size samples ((size - 1) per degree), of the cell
-// with the south-west corner (south, west); gzip-compressed by default.
-QByteArray hgt(int south, int west, int size, const Height& height, bool compressed = true);
+// An SRTM tile in the HGT layout, size x size samples ((size - 1) per
+// degree), of the cell with the south-west corner (south, west), gzipped.
+QByteArray hgt(int south, int west, int size, const Height& height);
 
-// A GeoTIFF tile of the national map's layout: the 1° cell with the
-// south-west corner (south, west) and a buffer of extra cells around it,
-// float samples, NODATA -999999, written by GDAL. False when it fails.
-bool writeGeoTiff(const QString& path, int south, int west, int cellsPerDegree, int buffer,
-    const Height& height, bool compressed = false);
-QByteArray geoTiff(int south, int west, int cellsPerDegree, int buffer, const Height& height);
+// A 3DEP tile as published: the 1° cell with the south-west corner (south,
+// west) and a buffer of 6 cells around it (3612 x 3612 cells at 3600 per
+// degree, 10812 x 10812 at 10800), float samples, NODATA -999999, as a
+// cloud-optimised GeoTIFF: 512 x 512 blocks, LZW with the floating-point
+// predictor, internal overviews. False when it cannot be written.
+bool writeGeoTiff(const QString& path, int south, int west, int cellsPerDegree, const Height& height);
 
 }
