@@ -12,27 +12,18 @@
 
 namespace DemTileMaker {
 
-QByteArray hgt(int south, int west, int size, const Height& height)
+bool writeHgt(const QString& path, int south, int west, const Height& height)
 {
-    const qint64 perDegree = size - 1;
+    constexpr int size = 3601;
     QByteArray raw(qsizetype(size) * size * 2, Qt::Uninitialized);
     auto* out = reinterpret_cast<uchar*>(raw.data());
     for (int r = 0; r < size; ++r) {
         for (int c = 0; c < size; ++c, out += 2)
-            qToBigEndian(
-                qint16(height((south + 1) * perDegree - r, west * perDegree + c).value_or(-32768)), out);
+            qToBigEndian(qint16(height((south + 1) * 3600LL - r, west * 3600LL + c).value_or(-32768)), out);
     }
-    z_stream stream {};
-    deflateInit2(&stream, 1, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray packed(qsizetype(deflateBound(&stream, uLong(raw.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef*>(raw.data());
-    stream.avail_in = uInt(raw.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = uInt(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.truncate(qsizetype(stream.total_out));
-    deflateEnd(&stream);
-    return packed;
+    gzFile file = gzopen(QFile::encodeName(path).constData(), "wb1");
+    const bool written = file && gzwrite(file, raw.constData(), unsigned(raw.size())) == raw.size();
+    return file && gzclose(file) == Z_OK && written;
 }
 
 bool writeGeoTiff(const QString& path, int south, int west, int cellsPerDegree, const Height& height)

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
 // Elevation tiles in the published layouts for the fake servers of the
-// gateway's tests and benchmark. Every value comes from a function of the
+// gateway's tests and benchmark, written to files. Every value comes from a function of the
 // global cell, so a reader can tell exactly which cell a sample was taken
 // from. A cell is named by the whole number of cells from the equator to
 // its north edge and from the prime meridian to its west edge (for HGT,
@@ -17,9 +16,10 @@ namespace DemTileMaker {
 // Nothing for a void.
 using Height = std::function<std::optional<float>(qint64 north, qint64 west)>;
 
-// An SRTM tile in the HGT layout, size x size samples ((size - 1) per
-// degree), of the cell with the south-west corner (south, west), gzipped.
-QByteArray hgt(int south, int west, int size, const Height& height);
+// An SRTM 1" tile as published: the cell with the south-west corner
+// (south, west) in the HGT layout, 3601 x 3601 samples on whole
+// arc-seconds from edge to edge, -32768 for voids, gzipped.
+bool writeHgt(const QString& path, int south, int west, const Height& height);
 
 // A 3DEP tile as published: the 1° cell with the south-west corner (south,
 // west) and a buffer of 6 cells around it (3612 x 3612 cells at 3600 per
