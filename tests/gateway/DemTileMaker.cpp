@@ -50,10 +50,8 @@ bool writeGeoTiff(const QString& path, int south, int west, int cellsPerDegree, 
     const char* options[] = { "BLOCKSIZE=512", "COMPRESS=LZW", "PREDICTOR=YES", nullptr };
     GDALDatasetH tile = GDALCreateCopy(GDALGetDriverByName("COG"), QFile::encodeName(path).constData(),
         memory.get(), false, const_cast<char**>(options), nullptr, nullptr);
-    if (!tile)
-        return false;
     GDALClose(tile);
-    return true;
+    return tile != nullptr;
 }
 
 }

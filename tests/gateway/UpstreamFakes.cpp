@@ -13,14 +13,11 @@ bool UpstreamFakes::listen() { return dem.listen() && tiles.listen() && geocoder
 
 QStringList UpstreamFakes::arguments(const QString& contact, int budget) const
 {
-    const QString base = QStringLiteral("http://127.0.0.1:%1");
-    return { QStringLiteral("--cache-dir"), cache.path(), QStringLiteral("--srtm-url"),
-        base.arg(dem.port()) + QStringLiteral("/skadi"), QStringLiteral("--ned-url"),
-        base.arg(dem.port()) + QStringLiteral("/ned"), QStringLiteral("--geocoder-url"),
-        base.arg(geocoder.port()) + QStringLiteral("/onelineaddress"), QStringLiteral("--tile-url"),
-        base.arg(tiles.port()) + QStringLiteral("/tile?z={z}&x={x}&y={y}&key=secret"),
-        QStringLiteral("--contact"), contact, QStringLiteral("--tile-budget"), QString::number(budget),
-        QStringLiteral("--refresh-seconds"), QStringLiteral("0") };
+    const QString base = "http://127.0.0.1:%1";
+    return { "--cache-dir", cache.path(), "--srtm-url", base.arg(dem.port()) + "/skadi", "--ned-url",
+        base.arg(dem.port()) + "/ned", "--geocoder-url", base.arg(geocoder.port()) + "/onelineaddress",
+        "--tile-url", base.arg(tiles.port()) + "/tile?z={z}&x={x}&y={y}&key=secret", "--contact", contact,
+        "--tile-budget", QString::number(budget), "--refresh-seconds", "0" };
 }
 
 RangeFile& UpstreamFakes::serve(
@@ -28,19 +25,19 @@ RangeFile& UpstreamFakes::serve(
 {
     // Made once per process: a full-size tile takes a while.
     static QTemporaryDir made;
-    const bool hgt = product.startsWith(QLatin1Char('S'));
-    const QString path = made.filePath(QStringLiteral("%1%2%3").arg(hgt).arg(south).arg(west));
+    const bool hgt = product.startsWith('S');
+    const QString path = made.filePath(QString("%1%2%3").arg(hgt).arg(south).arg(west));
     if (!QFile::exists(path)) {
         if (hgt)
             DemTileMaker::writeHgt(path, south, west, terrain);
         else
             DemTileMaker::writeGeoTiff(path, south, west, 3600, terrain);
     }
-    const QByteArray target = (hgt ? QStringLiteral("/skadi/N%1/N%1W%2.hgt.gz")
-                                   : QStringLiteral("/ned/1/TIFF/current/n%1w%2/USGS_1_n%1w%2.tif"))
-                                  .arg(hgt ? south : south + 1)
-                                  .arg(-west)
-                                  .toLatin1();
+    const QByteArray target
+        = QString(hgt ? "/skadi/N%1/N%1W%2.hgt.gz" : "/ned/1/TIFF/current/n%1w%2/USGS_1_n%1w%2.tif")
+              .arg(hgt ? south : south + 1)
+              .arg(-west)
+              .toLatin1();
     RangeFile& file = files[target] = RangeFile { path, before };
     dem.setHandler(target, [&file](const HttpRequest& request) { return file.answer(request); });
     return file;

@@ -22,8 +22,7 @@ struct UpstreamFakes {
     static std::optional<float> terrain(qint64 north, qint64 west);
 
     bool listen();
-    QStringList arguments(
-        const QString& contact = QStringLiteral("tester@example.org"), int budget = 3) const;
+    QStringList arguments(const QString& contact = "tester@example.org", int budget = 3) const;
     // A full-size tile of the terrain in the product's series (SRTM 1" or
     // 3DEP 1") at its published address, after the answers given first.
     RangeFile& serve(const QString& product, int south, int west, const QList<HttpResponse>& before = {});

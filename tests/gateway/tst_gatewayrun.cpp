@@ -17,7 +17,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(fakes.listen());
-        fakes.serve(QStringLiteral("SM905HZ"), 40, -106);
+        fakes.serve("SM905HZ", 40, -106);
         QImage white(256, 256, QImage::Format_RGB32);
         white.fill(Qt::white);
         QBuffer tile;
@@ -51,26 +51,25 @@ private slots:
         QFETCH(double, west);
         QFETCH(int, budget);
         QFETCH(QString, message);
-        RunFixture run(fakes.arguments(QStringLiteral("tester@example.org"), budget) << QStringLiteral(
-                           "--attribution-file") << fakes.cache.filePath(QStringLiteral("ATTRIBUTION.txt")),
+        RunFixture run(fakes.arguments("tester@example.org", budget)
+                << QStringLiteral("--attribution-file") << fakes.cache.filePath("ATTRIBUTION.txt"),
             QStringLiteral(RELKA_BINARY_DIR "/gateway/relka-gateway"));
         QVERIFY(run.isReady());
-        DownloadRun& downloadRun = run.start({ .area = QStringLiteral("0.25° (lon) by 0.125° (lat)"),
-            .source = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]") });
+        DownloadRun& downloadRun = run.start({ .area = "0.25° (lon) by 0.125° (lat)",
+            .source = "SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]" });
         QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
-        downloadRun.geocode(QStringLiteral("1 Main Street, Boulder, CO"));
+        downloadRun.geocode("1 Main Street, Boulder, CO");
         QVERIFY(answered.wait(20000));
         QCOMPARE(downloadRun.rectangle().north, 40.3125);
         downloadRun.setRectangle({ 40.25, 40.125, west, west + 0.25 });
         run.download();
         if (message.isEmpty()) {
             QVERIFY(run.waitForSuccess());
-            QVERIFY(!QImage(run.baseFileName() + QStringLiteral("-el-corr.png")).isNull());
-            QCOMPARE(
-                QImage(run.baseFileName() + QStringLiteral("-el-col-scaled.png")).size(), QSize(5826, 3813));
+            QVERIFY(!QImage(run.baseFileName() + "-el-corr.png").isNull());
+            QCOMPARE(QImage(run.baseFileName() + "-el-col-scaled.png").size(), QSize(5826, 3813));
             // The rectangle at zoom 15: 24 x 16 tiles.
             QCOMPARE(fakes.tiles.requests().size(), 24 * 16);
-            QFile attribution(fakes.cache.filePath(QStringLiteral("ATTRIBUTION.txt")));
+            QFile attribution(fakes.cache.filePath("ATTRIBUTION.txt"));
             QVERIFY(attribution.open(QIODevice::ReadOnly) && attribution.readAll().contains("Map: Map data"));
         } else {
             QVERIFY(run.waitForLine(message));
