@@ -6,11 +6,9 @@
 // and the smallest rectangle from a server that ignores ranges (the whole
 // tile). Prints the bytes moved and the share of the tile they are.
 
-#include "DemTileMaker.h"
 #include "GatewayServer.h"
-#include "RangeFile.h"
 #include "SimProcess.h"
-#include "TestHttpServer.h"
+#include "UpstreamFakes.h"
 #include "bench/Times.h"
 
 #include <QCoreApplication>
@@ -65,7 +63,7 @@ int main(int argc, char* argv[])
     std::fflush(stdout);
     const Times making = now();
     const QString path = folder.filePath(QStringLiteral("USGS_13_n41w106.tif"));
-    if (!DemTileMaker::writeGeoTiff(path, 40, -106, 10800, terrain)) {
+    if (!UpstreamFakes::writeGeoTiff(path, 40, -106, 10800, terrain)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
         return 1;
     }

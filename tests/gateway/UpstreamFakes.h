@@ -5,12 +5,22 @@
 
 #include <QTemporaryDir>
 
+#include <functional>
 #include <map>
 #include <optional>
 
 // Local fakes of the public servers relka-gateway talks to (DEM tiles, map
-// tiles, geocoder) and the gateway's command line pointed at them.
+// tiles, geocoder), the gateway's command line pointed at them, and DEM
+// tiles in the published layouts. Every value of a tile comes from a
+// function of the global cell, so a reader can tell exactly which cell a
+// sample was taken from. A cell is named by the whole number of cells from
+// the equator to its north edge and from the prime meridian to its west
+// edge (for SRTM, whose samples lie on the grid lines: the sample's own
+// position).
 struct UpstreamFakes {
+    // Nothing for a void.
+    using Height = std::function<std::optional<float>(qint64 north, qint64 west)>;
+
     QTemporaryDir cache;
     TestHttpServer dem;
     TestHttpServer tiles;
@@ -20,6 +30,17 @@ struct UpstreamFakes {
     // Every cell has a value of its own, with fraction bits finer than
     // 1/32 m; the cells whose indices are both multiples of 17 are voids.
     static std::optional<float> terrain(qint64 north, qint64 west);
+    // An SRTM 1" tile as published: the cell with the south-west corner
+    // (south, west) in the HGT layout, 3601 x 3601 samples on whole
+    // arc-seconds from edge to edge, -32768 for voids, gzipped.
+    static bool writeHgt(const QString& path, int south, int west, const Height& height);
+    // A 3DEP tile as published: the 1° cell with the south-west corner
+    // (south, west) and a buffer of 6 cells around it (3612 x 3612 cells at
+    // 3600 per degree, 10812 x 10812 at 10800), float samples, NODATA
+    // -999999, as a cloud-optimised GeoTIFF: 512 x 512 blocks, LZW with the
+    // floating-point predictor, internal overviews. False when it fails.
+    static bool writeGeoTiff(
+        const QString& path, int south, int west, int cellsPerDegree, const Height& height);
 
     bool listen();
     QStringList arguments(const QString& contact = "tester@example.org", int budget = 3) const;

@@ -37,13 +37,11 @@ private slots:
         QTest::addColumn<QString>("message"); // empty: the run succeeds
         QTest::newRow("SRTM 3 with map tiles") << -106.0 << 1000 << QString();
         QTest::newRow("tile budget") << -105.75 << 10
-                                     << QStringLiteral(
-                                            "OpenStreetMap error: Download failed: tile budget exceeded.");
+                                     << "OpenStreetMap error: Download failed: tile budget exceeded.";
         // Over the sea: the tile server has no tile there.
         QTest::newRow("no elevation data")
             << -30.0 << 1000
-            << QStringLiteral(
-                   "Seamless error: Download failed: SRTM 1 arc-second has no data for this rectangle.");
+            << "Seamless error: Download failed: SRTM 1 arc-second has no data for this rectangle.";
     }
 
     void run()
@@ -52,8 +50,8 @@ private slots:
         QFETCH(int, budget);
         QFETCH(QString, message);
         RunFixture run(fakes.arguments("tester@example.org", budget)
-                << QStringLiteral("--attribution-file") << fakes.cache.filePath("ATTRIBUTION.txt"),
-            QStringLiteral(RELKA_BINARY_DIR "/gateway/relka-gateway"));
+                << "--attribution-file" << fakes.cache.filePath("ATTRIBUTION.txt"),
+            RELKA_BINARY_DIR "/gateway/relka-gateway");
         QVERIFY(run.isReady());
         DownloadRun& downloadRun = run.start({ .area = "0.25° (lon) by 0.125° (lat)",
             .source = "SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]" });
