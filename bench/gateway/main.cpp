@@ -63,7 +63,7 @@ int main(int argc, char* argv[])
     std::fflush(stdout);
     const Times making = now();
     const QString path = folder.filePath(QStringLiteral("USGS_13_n41w106.tif"));
-    if (!UpstreamFakes::writeGeoTiff(path, 40, -106, 10800, terrain)) {
+    if (!UpstreamFakes::writeTile(path, false, 40, -106, 10800, terrain)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
         return 1;
     }

@@ -34,7 +34,7 @@ RangeFile& UpstreamFakes::serve(
     const bool hgt = product.startsWith('S');
     const QString path = made.filePath(QString("%1%2%3").arg(hgt).arg(south).arg(west));
     if (!QFile::exists(path))
-        hgt ? writeHgt(path, south, west, terrain) : writeGeoTiff(path, south, west, 3600, terrain);
+        writeTile(path, hgt, south, west, 3600, terrain);
     const QByteArray target
         = QString(hgt ? "/skadi/N%1/N%1W%2.hgt.gz" : "/ned/1/TIFF/current/n%1w%2/USGS_1_n%1w%2.tif")
               .arg(hgt ? south : south + 1)
@@ -45,41 +45,41 @@ RangeFile& UpstreamFakes::serve(
     return file;
 }
 
-bool UpstreamFakes::writeHgt(const QString& path, int south, int west, const Height& height)
+bool UpstreamFakes::writeTile(
+    const QString& path, bool hgt, int south, int west, int perDegree, const Height& height)
 {
-    constexpr int size = 3601;
-    QByteArray raw(qsizetype(size) * size * 2, Qt::Uninitialized);
-    auto* out = reinterpret_cast<uchar*>(raw.data());
-    for (int r = 0; r < size; ++r) {
-        for (int c = 0; c < size; ++c, out += 2)
-            qToBigEndian(qint16(height((south + 1) * 3600LL - r, west * 3600LL + c).value_or(-32768)), out);
-    }
-    gzFile file = gzopen(QFile::encodeName(path).constData(), "wb1");
-    const bool written = file && gzwrite(file, raw.constData(), unsigned(raw.size())) == raw.size();
-    return file && gzclose(file) == Z_OK && written;
-}
-
-bool UpstreamFakes::writeGeoTiff(
-    const QString& path, int south, int west, int cellsPerDegree, const Height& height)
-{
-    constexpr int buffer = 6;
+    // SRTM samples lie on the grid lines, the tile's edges included; 3DEP
+    // cells lie between them, 6 of them beyond the edges.
+    const int buffer = hgt ? 0 : 6;
+    const int size = perDegree + (hgt ? 1 : 2 * buffer);
+    const float nodata = hgt ? -32768 : -999999;
     GDALAllRegister();
-    const int size = cellsPerDegree + 2 * buffer;
     const std::unique_ptr<void, void (*)(void*)> memory(
-        GDALCreate(GDALGetDriverByName("MEM"), "", size, size, 1, GDT_Float32, nullptr), GDALClose);
-    const double cell = 1.0 / cellsPerDegree;
-    double transform[6] = { west - buffer * cell, cell, 0, south + 1 + buffer * cell, 0, -cell };
+        GDALCreate(GDALGetDriverByName("MEM"), "", size, size, 1, hgt ? GDT_Int16 : GDT_Float32, nullptr),
+        GDALClose);
+    const double cell = 1.0 / perDegree;
+    const double margin = (buffer + (hgt ? 0.5 : 0)) * cell;
+    double transform[6] = { west - margin, cell, 0, south + 1 + margin, 0, -cell };
     GDALSetGeoTransform(memory.get(), transform);
     GDALRasterBandH band = GDALGetRasterBand(memory.get(), 1);
-    GDALSetRasterNoDataValue(band, -999999);
-    const qint64 northEdge = qint64(south + 1) * cellsPerDegree + buffer;
-    const qint64 westEdge = qint64(west) * cellsPerDegree - buffer;
-    std::vector<float> row(std::size_t(size), 0);
+    GDALSetRasterNoDataValue(band, nodata);
+    std::vector<float> row(size);
     for (int r = 0; r < size; ++r) {
         for (int c = 0; c < size; ++c)
-            row[std::size_t(c)] = height(northEdge - r, westEdge + c).value_or(-999999.0f);
+            row[c] = height((south + 1LL) * perDegree + buffer - r, qint64(west) * perDegree - buffer + c)
+                         .value_or(nodata);
         if (GDALRasterIO(band, GF_Write, 0, r, size, 1, row.data(), size, 1, GDT_Float32, 0, 0) != CE_None)
             return false;
+    }
+    if (hgt) {
+        QByteArray raw(qsizetype(size) * size * 2, Qt::Uninitialized);
+        gzFile file = gzopen(QFile::encodeName(path).constData(), "wb1");
+        const bool read
+            = GDALRasterIO(band, GF_Read, 0, 0, size, size, raw.data(), size, size, GDT_Int16, 0, 0)
+            == CE_None;
+        qToBigEndian<qint16>(raw.constData(), size * size, raw.data());
+        return read && gzwrite(file, raw.constData(), unsigned(raw.size())) == raw.size()
+            && gzclose(file) == Z_OK;
     }
     const char* options[] = { "BLOCKSIZE=512", "COMPRESS=LZW", "PREDICTOR=YES", nullptr };
     GDALDatasetH tile = GDALCreateCopy(GDALGetDriverByName("COG"), QFile::encodeName(path).constData(),

@@ -30,17 +30,15 @@ struct UpstreamFakes {
     // Every cell has a value of its own, with fraction bits finer than
     // 1/32 m; the cells whose indices are both multiples of 17 are voids.
     static std::optional<float> terrain(qint64 north, qint64 west);
-    // An SRTM 1" tile as published: the cell with the south-west corner
-    // (south, west) in the HGT layout, 3601 x 3601 samples on whole
-    // arc-seconds from edge to edge, -32768 for voids, gzipped.
-    static bool writeHgt(const QString& path, int south, int west, const Height& height);
-    // A 3DEP tile as published: the 1° cell with the south-west corner
-    // (south, west) and a buffer of 6 cells around it (3612 x 3612 cells at
-    // 3600 per degree, 10812 x 10812 at 10800), float samples, NODATA
-    // -999999, as a cloud-optimised GeoTIFF: 512 x 512 blocks, LZW with the
-    // floating-point predictor, internal overviews. False when it fails.
-    static bool writeGeoTiff(
-        const QString& path, int south, int west, int cellsPerDegree, const Height& height);
+    // A tile as published of the 1° cell with the south-west corner
+    // (south, west): SRTM in the HGT layout, (perDegree + 1)² samples on the
+    // grid lines from edge to edge, -32768 for voids, gzipped; or 3DEP with
+    // a buffer of 6 cells around the degree ((perDegree + 12)² cells: 3612
+    // at 1", 10812 at 1/3"), float samples, NODATA -999999, as a
+    // cloud-optimised GeoTIFF: 512 x 512 blocks, LZW with the floating-point
+    // predictor, internal overviews. False when it cannot be written.
+    static bool writeTile(
+        const QString& path, bool hgt, int south, int west, int perDegree, const Height& height);
 
     bool listen();
     QStringList arguments(const QString& contact = "tester@example.org", int budget = 3) const;

@@ -27,7 +27,8 @@ private slots:
             return HttpResponse { .status = named ? 200 : 403, .body = png };
         });
         fakes.geocoder.setResponse("/onelineaddress",
-            { .body = R"({"result":{"addressMatches":[{"coordinates":{"x":-105.5,"y":40.25}}]}})" });
+            { .body
+                = R"({"result":{"addressMatches":[{"coordinates":{"x":-105.5123456,"y":40.2512341}}]}})" });
     }
 
     void run_data()
@@ -58,7 +59,11 @@ private slots:
         QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
         downloadRun.geocode("1 Main Street, Boulder, CO");
         QVERIFY(answered.wait(20000));
-        QCOMPARE(downloadRun.rectangle().north, 40.3125);
+        // The gateway's page gives six decimals.
+        QCOMPARE(downloadRun.rectangle().north, 40.251234 + 0.0625);
+        QCOMPARE(downloadRun.rectangle().west, -105.512346 - 0.125);
+        QCOMPARE(fakes.geocoder.requests().value(0).query.query(QUrl::FullyDecoded),
+            "address=1 Main Street, Boulder, CO&benchmark=Public_AR_Current&format=json");
         downloadRun.setRectangle({ 40.25, 40.125, west, west + 0.25 });
         run.download();
         if (message.isEmpty()) {
