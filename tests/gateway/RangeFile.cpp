@@ -17,9 +17,9 @@ HttpResponse RangeFile::answer(const HttpRequest& request)
     const QByteArray end = range.mid(range.indexOf('-') + 1);
     const qint64 last = end.isEmpty() ? file.size() - 1 : std::min(end.toLongLong(), file.size() - 1);
     file.seek(first);
-    HttpResponse response { .status = 206, .body = file.read(last - first + 1) };
-    response.setHeader(
-        "Content-Range", QString("bytes %1-%2/%3").arg(first).arg(last).arg(file.size()).toLatin1());
-    sent += response.body.size();
-    return response;
+    sent += last - first + 1;
+    const QByteArray answered = QString("bytes %1-%2/%3").arg(first).arg(last).arg(file.size()).toLatin1();
+    return {
+        .status = 206, .headers = { { "Content-Range", answered } }, .body = file.read(last - first + 1)
+    };
 }

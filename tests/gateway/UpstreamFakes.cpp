@@ -17,13 +17,14 @@ std::optional<float> UpstreamFakes::terrain(qint64 north, qint64 west)
 
 bool UpstreamFakes::listen() { return dem.listen() && tiles.listen() && geocoder.listen(); }
 
-QStringList UpstreamFakes::arguments(const QString& contact, int budget) const
+QStringList UpstreamFakes::arguments(int budget, const QString& contact) const
 {
     const QString base = "http://127.0.0.1:%1";
     return { "--cache-dir", cache.path(), "--srtm-url", base.arg(dem.port()) + "/skadi", "--ned-url",
         base.arg(dem.port()) + "/ned", "--geocoder-url", base.arg(geocoder.port()) + "/onelineaddress",
         "--tile-url", base.arg(tiles.port()) + "/tile?z={z}&x={x}&y={y}&key=secret", "--contact", contact,
-        "--tile-budget", QString::number(budget), "--refresh-seconds", "0" };
+        "--tile-budget", QString::number(budget), "--refresh-seconds", "0", "--attribution-file",
+        cache.filePath("ATTRIBUTION.txt") };
 }
 
 RangeFile& UpstreamFakes::serve(
@@ -35,11 +36,8 @@ RangeFile& UpstreamFakes::serve(
     const QString path = made.filePath(QString("%1%2%3").arg(hgt).arg(south).arg(west));
     if (!QFile::exists(path))
         writeTile(path, hgt, south, west, 3600, terrain);
-    const QByteArray target
-        = QString(hgt ? "/skadi/N%1/N%1W%2.hgt.gz" : "/ned/1/TIFF/current/n%1w%2/USGS_1_n%1w%2.tif")
-              .arg(hgt ? south : south + 1)
-              .arg(-west)
-              .toLatin1();
+    const QString address = hgt ? "/skadi/N%1/N%1W%2.hgt.gz" : "/ned/1/TIFF/current/n%1w%2/USGS_1_n%1w%2.tif";
+    const QByteArray target = address.arg(hgt ? south : south + 1).arg(-west).toLatin1();
     RangeFile& file = files[target] = RangeFile { path, before };
     dem.setHandler(target, [&file](const HttpRequest& request) { return file.answer(request); });
     return file;

@@ -41,7 +41,7 @@ struct UpstreamFakes {
         const QString& path, bool hgt, int south, int west, int perDegree, const Height& height);
 
     bool listen();
-    QStringList arguments(const QString& contact = "tester@example.org", int budget = 3) const;
+    QStringList arguments(int budget = 3, const QString& contact = "tester@example.org") const;
     // A full-size tile of the terrain in the product's series (SRTM 1" or
     // 3DEP 1") at its published address, after the answers given first.
     RangeFile& serve(const QString& product, int south, int west, const QList<HttpResponse>& before = {});
