@@ -1,25 +1,9 @@
 #include "CacheRule.h"
 
+#include "HttpDate.h"
 #include "UpstreamClient.h"
 
-#include <QLocale>
 #include <QRegularExpression>
-#include <QTimeZone>
-
-namespace {
-
-// The date format of HTTP headers, "Sun, 06 Nov 1994 08:49:37 GMT".
-QDateTime httpDate(const QByteArray& text)
-{
-    const QString date = QString::fromLatin1(text.trimmed());
-    if (!date.endsWith(QLatin1String(" GMT")))
-        return {};
-    QDateTime parsed = QLocale::c().toDateTime(date.chopped(4), QStringLiteral("ddd, dd MMM yyyy hh:mm:ss"));
-    parsed.setTimeZone(QTimeZone::utc());
-    return parsed;
-}
-
-}
 
 CacheRule CacheRule::of(const UpstreamReply& reply, const QDateTime& now)
 {
@@ -40,10 +24,10 @@ CacheRule CacheRule::of(const UpstreamReply& reply, const QDateTime& now)
         rule.freshUntil = now.addSecs(age.captured(1).toLongLong());
         return rule;
     }
-    const QDateTime expires = httpDate(reply.header("Expires"));
+    const QDateTime expires = HttpDate::parse(reply.header("Expires"));
     if (expires.isValid()) {
         // Measured against the server's clock, applied to ours.
-        const QDateTime date = httpDate(reply.header("Date"));
+        const QDateTime date = HttpDate::parse(reply.header("Date"));
         rule.freshUntil = now.addSecs((date.isValid() ? date : now).secsTo(expires));
     }
     return rule;

@@ -20,14 +20,17 @@ DemSeries DemSeries::srtm(const QUrl& base)
 {
     return { Format::Hgt, base, QString(),
         QStringLiteral("SRTM 1 arc-second elevation tiles (NASA/NGA/USGS) in the HGT layout of the public "
-                       "terrain tiles dataset") };
+                       "terrain tiles dataset"),
+        QStringLiteral("SRTM 1 arc-second") };
 }
 
 DemSeries DemSeries::ned(const QUrl& base, const QString& resolution)
 {
+    const QString seconds = resolution == QLatin1String("13") ? QStringLiteral("1/3") : resolution;
     return { Format::GeoTiff, base, resolution,
         QStringLiteral("USGS 3D Elevation Program (3DEP) %1 arc-second 1-degree tiles, public domain")
-            .arg(resolution == QLatin1String("13") ? QStringLiteral("1/3") : resolution) };
+            .arg(seconds),
+        QStringLiteral("3DEP %1 arc-second").arg(seconds) };
 }
 
 QString DemSeries::cellName(int south, int west) { return corner(south, west, true); }

@@ -18,6 +18,8 @@ struct DemSeries {
     QString resolution;
     // For the metadata page and the attribution.
     QString description;
+    // Short, for reason phrases: "SRTM 1 arc-second".
+    QString name;
 
     static DemSeries srtm(const QUrl& base);
     static DemSeries ned(const QUrl& base, const QString& resolution);

@@ -21,9 +21,6 @@ constexpr int blocksAtOnce = 8;
 // Fast deflate: the largest raster is over 200 MB and compression, not the
 // terrain, dominates the time.
 constexpr int compressionLevel = 1;
-// Float samples are kept to 1/32 m. The fraction bits below that would only
-// be noise, and zeros there halve the archive and the time to deflate it.
-constexpr float floatResolution = 32;
 
 struct RowStatistics {
     double minimum = std::numeric_limits<double>::max();
@@ -145,8 +142,7 @@ void encodeRow(
                 statistics.add(sample);
             product.bigEndian ? qToBigEndian(sample, out + 2 * c) : qToLittleEndian(sample, out + 2 * c);
         } else {
-            const float sample
-                = isVoid ? float(product.nodata()) : std::round(value * floatResolution) / floatResolution;
+            const float sample = isVoid ? float(product.nodata()) : value;
             if (!isVoid)
                 statistics.add(sample);
             product.bigEndian ? qToBigEndian(sample, out + 4 * c) : qToLittleEndian(sample, out + 4 * c);
@@ -156,10 +152,11 @@ void encodeRow(
 
 }
 
-ArchiveBuilder::ArchiveBuilder(const ElevationProduct& product, const ExtractArea& area, bool withHeader)
+ArchiveBuilder::ArchiveBuilder(
+    const ElevationProduct& product, const ExtractArea& area, const RasterGrid& grid, bool withHeader)
     : product(product)
     , area(area)
-    , grid(RasterGrid::covering(area, product.samplesPerDegree))
+    , grid(grid)
     , withHeader(withHeader)
 {
 }
@@ -168,7 +165,7 @@ QString ArchiveBuilder::stem() const
 {
     const QByteArray key = QByteArray(product.code) + ' ' + QByteArray::number(grid.topRow) + ' '
         + QByteArray::number(grid.leftColumn) + ' ' + QByteArray::number(grid.rows) + ' '
-        + QByteArray::number(grid.columns);
+        + QByteArray::number(grid.columns) + (grid.cellCentred ? " cells" : "");
     const uLong checksum = crc32(0L, reinterpret_cast<const Bytef*>(key.constData()), uInt(key.size()));
     return QString::number(checksum % 100000000u).rightJustified(8, QLatin1Char('0'));
 }

@@ -13,10 +13,12 @@ class TerrainRows;
 // area: the raster of the given terrain and its header, world file,
 // statistics, projection and metadata page. The raster is filled and deflated in blocks of rows on the
 // global thread pool, a few blocks at a time, so memory stays small and
-// every core works on the costly part.
+// every core works on the costly part. Samples are written as the terrain
+// gives them, so float rasters arrive bit for bit.
 class ArchiveBuilder {
 public:
-    ArchiveBuilder(const ElevationProduct& product, const ExtractArea& area, bool withHeader);
+    ArchiveBuilder(
+        const ElevationProduct& product, const ExtractArea& area, const RasterGrid& grid, bool withHeader);
 
     const RasterGrid& rasterGrid() const { return grid; }
 

@@ -1,5 +1,6 @@
 #include "ArchiveStore.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -8,6 +9,12 @@
 #include <QPointer>
 #include <QTimer>
 #include <QtConcurrent>
+
+namespace {
+
+constexpr qint64 failureMemory = 60'000;
+
+}
 
 ArchiveStore::ArchiveStore(
     const QString& directory, bool withHeader, TerrainProvider& terrain, QObject* parent)
@@ -30,23 +37,25 @@ bool ArchiveStore::isUsable() const { return !directory.isEmpty() && QDir().mkpa
 
 QString ArchiveStore::pathFor(const ElevationProduct& product, const ExtractArea& area) const
 {
-    const RasterGrid grid = RasterGrid::covering(area, product.samplesPerDegree);
-    return QStringLiteral("%1/%2_%3_%4_%5x%6%7.zip")
+    const RasterGrid grid = gridFor(product, area);
+    return QStringLiteral("%1/%2_%3_%4_%5x%6%7%8.zip")
         .arg(directory, QLatin1String(product.code))
         .arg(grid.topRow)
         .arg(grid.leftColumn)
         .arg(grid.rows)
         .arg(grid.columns)
-        .arg(withHeader ? QString() : QStringLiteral("_nohdr"));
+        .arg(grid.cellCentred ? QStringLiteral("_cells") : QString(),
+            withHeader ? QString() : QStringLiteral("_nohdr"));
 }
 
 void ArchiveStore::prepare(const ElevationProduct& product, const ExtractArea& area)
 {
     const QString path = pathFor(product, area);
-    if (QFileInfo::exists(path) || waiting.contains(path))
+    if (QFileInfo::exists(path) || waiting.contains(path)
+        || unreported.value(path).until > QDateTime::currentMSecsSinceEpoch())
         return;
     waiting.insert(path, {});
-    const ArchiveBuilder builder(product, area, withHeader);
+    const ArchiveBuilder builder(product, area, gridFor(product, area), withHeader);
     qInfo().noquote() << QStringLiteral("building %1: %2 x %3 samples of %4")
                              .arg(QFileInfo(path).fileName())
                              .arg(builder.rasterGrid().columns)
@@ -54,7 +63,7 @@ void ArchiveStore::prepare(const ElevationProduct& product, const ExtractArea& a
                              .arg(QLatin1String(product.code));
     terrain.load(product, builder.rasterGrid(),
         [store = QPointer<ArchiveStore>(this), builder, path](
-            std::shared_ptr<const TerrainRows> rows, const QString& failure) {
+            std::shared_ptr<const TerrainRows> rows, const TerrainFailure& failure) {
             if (!store)
                 return;
             if (rows)
@@ -95,15 +104,29 @@ void ArchiveStore::fetch(const ElevationProduct& product, const ExtractArea& are
         QTimer::singleShot(0, this, [ready, path] { ready(path, {}); });
         return;
     }
+    if (const std::optional<TerrainFailure> failure = takeUnreported(path)) {
+        QTimer::singleShot(0, this, [ready, failure] { ready({}, *failure); });
+        return;
+    }
     prepare(product, area);
     waiting[path].append(ready);
 }
 
-void ArchiveStore::finish(const QString& path, bool built, const QString& failure)
+std::optional<TerrainFailure> ArchiveStore::takeUnreported(const QString& path)
+{
+    const Unreported kept = unreported.take(path);
+    if (kept.until <= QDateTime::currentMSecsSinceEpoch())
+        return std::nullopt;
+    return kept.failure;
+}
+
+void ArchiveStore::finish(const QString& path, bool built, const TerrainFailure& failure)
 {
     const QList<ReadyHandler> handlers = waiting.take(path);
     if (!built)
-        qWarning().noquote() << QStringLiteral("could not build %1 %2").arg(path, failure);
+        qWarning().noquote() << QStringLiteral("could not build %1 %2").arg(path, failure.reason);
+    if (!built && handlers.isEmpty())
+        unreported.insert(path, { failure, QDateTime::currentMSecsSinceEpoch() + failureMemory });
     for (const ReadyHandler& ready : handlers)
         ready(built ? path : QString(), failure);
 }

@@ -15,6 +15,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 // Finished archives on disk, keyed by product and raster grid, and the
 // builds under way. A build first loads its terrain from the provider, then
@@ -25,8 +26,8 @@ class ArchiveStore : public QObject {
 
 public:
     // The archive's path, or an empty path and, when the terrain could not
-    // be had, the provider's reason.
-    using ReadyHandler = std::function<void(const QString& path, const QString& failure)>;
+    // be had, the provider's failure (an empty reason otherwise).
+    using ReadyHandler = std::function<void(const QString& path, const TerrainFailure& failure)>;
 
     // With an empty directory the archives live in a private temporary
     // folder that is removed with the store. The provider must outlive the
@@ -39,7 +40,14 @@ public:
     bool isUsable() const;
     // Empty when archives of the product can be had, otherwise why not.
     QString refusal(const ElevationProduct& product) const { return terrain.refusal(product); }
-    // Starts a build unless the archive exists or is being built.
+    RasterGrid gridFor(const ElevationProduct& product, const ExtractArea& area) const
+    {
+        return terrain.gridFor(product, area);
+    }
+    // Starts a build unless the archive exists or is being built. A build
+    // that fails while nobody waits for it keeps its failure for the next
+    // fetch (for a minute at most), so the cause is reported instead of
+    // being run into a second time.
     void prepare(const ElevationProduct& product, const ExtractArea& area);
     // Calls ready on this thread, at once or when the build is over.
     void fetch(const ElevationProduct& product, const ExtractArea& area, const ReadyHandler& ready);
@@ -47,7 +55,8 @@ public:
 private:
     QString pathFor(const ElevationProduct& product, const ExtractArea& area) const;
     void build(const ArchiveBuilder& builder, const QString& path, std::shared_ptr<const TerrainRows> rows);
-    void finish(const QString& path, bool built, const QString& failure = {});
+    void finish(const QString& path, bool built, const TerrainFailure& failure = { 500, {} });
+    std::optional<TerrainFailure> takeUnreported(const QString& path);
 
     std::unique_ptr<QTemporaryDir> temporary;
     QString directory;
@@ -56,4 +65,9 @@ private:
     std::atomic_bool stop { false };
     QThreadPool builders;
     QHash<QString, QList<ReadyHandler>> waiting;
+    struct Unreported {
+        TerrainFailure failure;
+        qint64 until;
+    };
+    QHash<QString, Unreported> unreported;
 };

@@ -91,7 +91,7 @@ HttpResponse ElevationService::waitingPage(const HttpRequest& request) const
 
 HttpResponse ElevationService::summaryPage(const HttpRequest& request, const Order& order) const
 {
-    const RasterGrid grid = RasterGrid::covering(order.area, order.product->samplesPerDegree);
+    const RasterGrid grid = archives.gridFor(*order.product, order.area);
     QString buttons;
     for (int i = 0; i < settings.downloadButtons; ++i)
         buttons
@@ -142,9 +142,9 @@ void ElevationService::archive(const HttpRequest& request, const HttpResponder& 
     // The name the order makes, not the one asked for: the request's text,
     // blanks and line breaks included, stays out of the header.
     archives.fetch(*order->product, order->area,
-        [respond, name = archiveName(*order)](const QString& path, const QString& failure) {
-            if (!failure.isEmpty()) {
-                respond(HttpResponse::failure(502, failure));
+        [respond, name = archiveName(*order)](const QString& path, const TerrainFailure& failure) {
+            if (!failure.reason.isEmpty()) {
+                respond(HttpResponse::failure(failure.status, failure.reason));
                 return;
             }
             if (path.isEmpty()) {

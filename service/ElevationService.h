@@ -23,8 +23,8 @@ struct ElevationSettings {
 //   form submission  ->  302 with "Location" to the archive address ending in ".zip"
 //   archive address  ->  the ZIP, answered once the worker has built it
 // A product the archive store refuses is answered with 410 at once, and
-// terrain that could not be had with 502 at the archive address, the reason
-// in the status line either way.
+// terrain that could not be had at the archive address with the provider's
+// status, the reason in the status line either way.
 // Which page a summary request gets depends only on how many waiting pages
 // that product and area has had since its last summary page.
 class ElevationService {

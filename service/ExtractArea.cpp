@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
 
 std::optional<ExtractArea> ExtractArea::fromText(const QString& text)
@@ -35,5 +36,21 @@ RasterGrid RasterGrid::covering(const ExtractArea& area, int samplesPerDegree)
     grid.columns = int(std::llround((area.east - area.west) * samplesPerDegree)) + 1;
     grid.topRow = std::llround(area.north * samplesPerDegree);
     grid.leftColumn = std::llround(area.west * samplesPerDegree);
+    return grid;
+}
+
+RasterGrid RasterGrid::cellsCovering(const ExtractArea& area, int samplesPerDegree)
+{
+    // An edge within a millionth of a cell of a grid line lies on it.
+    constexpr double tolerance = 1e-6;
+    RasterGrid grid;
+    grid.samplesPerDegree = samplesPerDegree;
+    grid.cellCentred = true;
+    grid.topRow = qint64(std::ceil(area.north * samplesPerDegree - tolerance));
+    grid.leftColumn = qint64(std::floor(area.west * samplesPerDegree + tolerance));
+    const auto bottom = qint64(std::floor(area.south * samplesPerDegree + tolerance));
+    const auto right = qint64(std::ceil(area.east * samplesPerDegree - tolerance));
+    grid.rows = int(std::max<qint64>(1, grid.topRow - bottom));
+    grid.columns = int(std::max<qint64>(1, right - grid.leftColumn));
     return grid;
 }

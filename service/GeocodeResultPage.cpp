@@ -26,9 +26,9 @@ HttpResponse GeocodeResultPage::match(const QString& place, double latitude, dou
                        "<h3>Latitude</h3>\r\n<table><tr><td>%2&deg;</td><td>%3</td></tr></table>\r\n"
                        "<h3>Longitude</h3>\r\n<table><tr><td>%4&deg;</td><td>%5</td></tr></table>\r\n")
             .arg(place.toHtmlEscaped())
-            .arg(latitude, 0, 'f', 4)
+            .arg(latitude, 0, 'f', 6)
             .arg(sexagesimal(latitude, 'N', 'S'))
-            .arg(longitude, 0, 'f', 4)
+            .arg(longitude, 0, 'f', 6)
             .arg(sexagesimal(longitude, 'E', 'W')));
 }
 

@@ -4,7 +4,7 @@
 
 QString SyntheticTerrain::refusal(const ElevationProduct&) const { return {}; }
 
-void SyntheticTerrain::load(const ElevationProduct&, const RasterGrid& grid, const Loaded& loaded)
+void SyntheticTerrain::load(const ElevationProduct& product, const RasterGrid& grid, const Loaded& loaded)
 {
-    loaded(std::make_shared<TerrainPatch>(grid), {});
+    loaded(std::make_shared<TerrainPatch>(grid, product.dialect != ElevationProduct::Dialect::Esri), {});
 }

@@ -21,6 +21,7 @@ constexpr double voidCellDegrees = 0.05;
 constexpr double voidChance = 0.25;
 constexpr double smallestVoidSeconds = 0.6;
 constexpr double largestVoidSeconds = 40.0;
+constexpr float floatResolution = 32;
 
 struct Wave {
     double amplitude;
@@ -65,8 +66,9 @@ float elevationFromWaveSum(double sum)
 
 }
 
-TerrainPatch::TerrainPatch(const RasterGrid& grid)
+TerrainPatch::TerrainPatch(const RasterGrid& grid, bool quantised)
     : grid(grid)
+    , quantised(quantised)
     , columnSines(std::size_t(grid.columns) * waveCount)
     , columnCosines(std::size_t(grid.columns) * waveCount)
 {
@@ -128,6 +130,8 @@ void TerrainPatch::fillRow(int row, float* out) const
         for (int k = 0; k < waveCount; ++k)
             sum += rowSines[k] * cosines[k] + rowCosines[k] * sines[k];
         out[c] = elevationFromWaveSum(sum);
+        if (quantised)
+            out[c] = std::round(out[c] * floatResolution) / floatResolution;
     }
     for (const Void& hole : voids) {
         const double offset = latitude - hole.latitude;

@@ -12,7 +12,10 @@
 // place gets the same numbers and neighbouring rasters agree where they meet.
 class TerrainPatch : public TerrainRows {
 public:
-    explicit TerrainPatch(const RasterGrid& grid);
+    // Float rasters are kept to 1/32 m when quantised: the fraction bits
+    // below that would only be noise, and zeros there halve the archive
+    // and the time to deflate it.
+    TerrainPatch(const RasterGrid& grid, bool quantised);
 
     void fillRow(int row, float* out) const override;
     QString origin() const override;
@@ -27,6 +30,7 @@ private:
     void collectVoids();
 
     RasterGrid grid;
+    bool quantised;
     // Per column and wave, the longitude half of each wave, so a sample
     // costs a few multiply-adds instead of a sine per wave.
     std::vector<double> columnSines;

@@ -1,13 +1,14 @@
-// Times relka-gateway from the request-summary address to the archive for a
-// 1° x 0.5° NED 1/3 arc-second rectangle across a tile border, cut from two
-// full-size fake 3DEP tiles (10812 x 10812 floats, deflated like the
-// published ones) on a loopback tile server: once with the tiles still to be
-// fetched, once with them in the gateway's cache.
+// Times relka-gateway from the request-summary address to the archive for
+// NED 1/3 arc-second rectangles of the program's area sizes, cut from one
+// full-size fake 3DEP tile (10812 x 10812 floats, a cloud-optimised GeoTIFF
+// as published) on a loopback server that serves byte ranges, each with an
+// empty cache; then a second rectangle beside the first in the same tile,
+// and the smallest rectangle from a server that ignores ranges (the whole
+// tile). Prints the bytes moved and the share of the tile they are.
 
-#include "DemTileMaker.h"
 #include "GatewayServer.h"
 #include "SimProcess.h"
-#include "TestHttpServer.h"
+#include "UpstreamFakes.h"
 #include "bench/Times.h"
 
 #include <QCoreApplication>
@@ -22,7 +23,8 @@ namespace {
 
 std::optional<float> terrain(qint64 north, qint64 west)
 {
-    return float(1800 + 600 * std::sin(double(north) / 2000) * std::cos(double(west) / 3000));
+    return float(1800 + 600 * std::sin(double(north) / 2000) * std::cos(double(west) / 3000)
+        + 40 * std::sin(double(north + west) / 37));
 }
 
 // The conversation the program holds; the archive's size, or -1.
@@ -43,54 +45,71 @@ qint64 archiveSize(QNetworkAccessManager& network, const QString& authority, con
     return status == 200 ? reply->readAll().size() : -1;
 }
 
+struct Case {
+    const char* what;
+    const char* area;
+    bool ranges;
+    // Keeps the cache of the case before.
+    bool sameCache;
+};
+
 }
 
 int main(int argc, char* argv[])
 {
     QCoreApplication application(argc, argv);
     QTemporaryDir folder;
-    std::printf("Making two fake 3DEP 1/3 arc-second tiles ...\n");
+    std::printf("Making a fake 3DEP 1/3 arc-second tile ...\n");
     std::fflush(stdout);
     const Times making = now();
-    TestHttpServer upstream;
-    for (const int west : { -106, -105 }) {
-        const QString name = QStringLiteral("n41w%1").arg(-west);
-        const QString path = folder.filePath(name + QStringLiteral(".tif"));
-        if (!DemTileMaker::writeGeoTiff(path, 40, west, 10800, 6, terrain, true)) {
-            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
-            return 1;
-        }
-        std::printf("  %s: %.0f MB\n", qPrintable(name), double(QFileInfo(path).size()) / 1e6);
-        upstream.setResponse(
-            QStringLiteral("/Elevation/13/TIFF/current/%1/USGS_13_%1.tif").arg(name).toLatin1(),
-            { .bodyFile = path });
+    const QString path = folder.filePath(QStringLiteral("USGS_13_n41w106.tif"));
+    if (!UpstreamFakes::writeTile(path, false, 40, -106, 10800, terrain)) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+        return 1;
     }
-    std::printf("  made in %.1f s\n", (now() - making).wall);
+    const auto tileBytes = double(QFileInfo(path).size());
+    std::printf("  n41w106: %.0f MB, made in %.1f s\n", tileBytes / 1e6, (now() - making).wall);
+    TestHttpServer upstream;
+    RangeFile tile { path };
+    upstream.setHandler("/Elevation/13/TIFF/current/n41w106/USGS_13_n41w106.tif",
+        [&tile](const HttpRequest& request) { return tile.answer(request); });
     if (!upstream.listen())
         return 1;
 
     qputenv("QT_LOGGING_RULES", "default.info=false");
-    GatewayOptions options;
-    options.cacheDirectory = folder.filePath(QStringLiteral("cache"));
-    options.srtmUrl = options.nedUrl
-        = QUrl(QStringLiteral("http://127.0.0.1:%1/Elevation").arg(upstream.port()));
-    options.geocoderUrl = options.srtmUrl;
-    options.timeoutSeconds = 60;
-    options.waitPages = 0;
-    GatewayServer gateway(options);
-    if (!gateway.listen())
-        return 1;
+    const Case cases[] = {
+        { "0.25 x 0.125 degree", "40.5,40.375,-105.5,-105.75", true, false },
+        { "0.25 x 0.125 degree beside the first", "40.5,40.375,-105.25,-105.5", true, true },
+        { "0.5 x 0.25 degree", "40.625,40.375,-105.25,-105.75", true, false },
+        { "1 x 0.5 degree", "40.75,40.25,-105,-106", true, false },
+        { "0.25 x 0.125 degree, server without ranges", "40.5,40.375,-105.5,-105.75", false, false },
+    };
+    std::printf("NED 1/3 arc-second rectangle, request to archive:  bytes moved (share of the tile), "
+                "requests, seconds (processor)\n");
     QNetworkAccessManager network;
-    const QStringList areas { QStringLiteral("40.75,40.25,-104.5,-105.5"),
-        QStringLiteral("40.74,40.24,-104.49,-105.49") };
-    const char* cases[] = { "tiles fetched", "tiles cached" };
-    for (int i = 0; i < 2; ++i) {
+    std::unique_ptr<GatewayServer> gateway;
+    int run = 0;
+    for (const Case& item : cases) {
+        GatewayOptions options;
+        options.cacheDirectory = folder.filePath(QStringLiteral("cache%1").arg(item.sameCache ? run : ++run));
+        options.srtmUrl = options.nedUrl = options.geocoderUrl
+            = QUrl(QStringLiteral("http://127.0.0.1:%1/Elevation").arg(upstream.port()));
+        options.timeoutSeconds = 60;
+        options.waitPages = 0;
+        gateway.reset();
+        gateway = std::make_unique<GatewayServer>(options);
+        if (!gateway->listen())
+            return 1;
+        tile.servesRanges = item.ranges;
+        const qint64 sentBefore = tile.sent;
+        const qsizetype requestsBefore = upstream.requests().size();
         const Times start = now();
-        const qint64 size = archiveSize(network, gateway.authority(), areas[i]);
+        const qint64 size = archiveSize(network, gateway->authority(), QString::fromLatin1(item.area));
         const Times taken = now() - start;
-        std::printf("1 x 0.5 degree NED 1/3 (10801 x 5401 samples), %s: archive of %.0f MB in %.2f s (%.2f s "
-                    "processor)\n",
-            cases[i], double(size) / 1e6, taken.wall, taken.cpu);
+        const auto moved = double(tile.sent - sentBefore);
+        std::printf("  %-42s %7.1f MB (%5.1f %%) %4lld  %6.2f s (%.2f s)\n", item.what, moved / 1e6,
+            100 * moved / tileBytes, qint64(upstream.requests().size() - requestsBefore), taken.wall,
+            taken.cpu);
         if (size < 0)
             return 1;
     }

@@ -1,118 +1,81 @@
-#include "DemTileMaker.h"
 #include "RunFixture.h"
-#include "TestHttpServer.h"
+#include "UpstreamFakes.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QImage>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
-namespace {
-
-const QString area = QStringLiteral("0.25° (lon) by 0.125° (lat)");
-const QString srtm3 = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]");
-// North 40.25, west -106 with the area above, at zoom 15.
-constexpr int tileCount = 24 * 16;
-
-QByteArray png()
-{
-    QImage image(256, 256, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return data;
-}
-
-}
-
-// Whole program runs through relka-gateway, which talks to local fakes of
-// the public servers in this process.
+// Whole program runs through the relka-gateway process, which talks to
+// local fakes of the public servers in this process.
 class TestGatewayRun : public QObject {
     Q_OBJECT
 
-private:
-    QTemporaryDir cache;
-    QTemporaryDir work;
-    TestHttpServer dem;
-    TestHttpServer tiles;
-    TestHttpServer geocoder;
-
-    QStringList gatewayOptions(int budget) const
-    {
-        const QString base = QStringLiteral("http://127.0.0.1:%1");
-        return { QStringLiteral("--cache-dir"), cache.path(), QStringLiteral("--srtm-url"),
-            base.arg(dem.port()) + QStringLiteral("/skadi"), QStringLiteral("--ned-url"),
-            base.arg(dem.port()) + QStringLiteral("/ned"), QStringLiteral("--geocoder-url"),
-            base.arg(geocoder.port()) + QStringLiteral("/geocode"), QStringLiteral("--tile-url"),
-            base.arg(tiles.port()) + QStringLiteral("/tile?z={z}&x={x}&y={y}"), QStringLiteral("--contact"),
-            QStringLiteral("tester@example.org"), QStringLiteral("--tile-budget"), QString::number(budget),
-            QStringLiteral("--refresh-seconds"), QStringLiteral("0"), QStringLiteral("--attribution-file"),
-            work.filePath(QStringLiteral("ATTRIBUTION.txt")) };
-    }
-
-    static QString gateway() { return QStringLiteral(RELKA_BINARY_DIR "/gateway/relka-gateway"); }
+    UpstreamFakes fakes;
 
 private slots:
     void initTestCase()
     {
-        QVERIFY(dem.listen() && tiles.listen() && geocoder.listen());
-        dem.setResponse("/skadi/N40/N40W106.hgt.gz",
-            { .body = DemTileMaker::hgt(40, -106, 3601, [](qint64 north, qint64 west) {
-                return std::optional<float>(float((north + west) % 2000 + 1000));
-            }) });
-        const QByteArray tile = png();
-        tiles.setHandler("/tile", [tile](const HttpRequest& request) {
-            if (!request.header("user-agent").contains("tester@example.org"))
-                return HttpResponse { .status = 403 };
-            return HttpResponse { .headers = { { "Cache-Control", "max-age=600" } }, .body = tile };
+        QVERIFY(fakes.listen());
+        fakes.serve("SM905HZ", 40, -106);
+        QImage white(256, 256, QImage::Format_RGB32);
+        white.fill(Qt::white);
+        QBuffer tile;
+        QVERIFY(tile.open(QIODevice::WriteOnly) && white.save(&tile, "PNG"));
+        fakes.tiles.setHandler("/tile", [png = tile.data()](const HttpRequest& request) {
+            const bool named = request.header("user-agent").contains("(+tester@example.org)");
+            return HttpResponse { .status = named ? 200 : 403, .body = png };
         });
-        geocoder.setResponse("/geocode",
+        fakes.geocoder.setResponse("/onelineaddress",
             { .body
-                = R"({"result":{"addressMatches":[{"matchedAddress":"A","coordinates":{"x":-105.5,"y":40.25}}]}})" });
+                = R"({"result":{"addressMatches":[{"coordinates":{"x":-105.5123456,"y":40.2512341}}]}})" });
     }
 
-    void runThroughGateway()
+    void run_data()
     {
-        RunFixture run(gatewayOptions(1000), gateway());
-        QVERIFY(run.isReady());
-        DownloadRun& downloadRun
-            = run.start({ .area = area, .source = srtm3, .workingDirectory = work.path() });
+        QTest::addColumn<double>("west");
+        QTest::addColumn<int>("budget");
+        QTest::addColumn<QString>("message"); // empty: the run succeeds
+        QTest::newRow("SRTM 3 with map tiles") << -106.0 << 1000 << QString();
+        QTest::newRow("tile budget") << -105.75 << 10
+                                     << "OpenStreetMap error: Download failed: tile budget exceeded.";
+        // Over the sea: the tile server has no tile there.
+        QTest::newRow("no elevation data")
+            << -30.0 << 1000
+            << "Seamless error: Download failed: SRTM 1 arc-second has no data for this rectangle.";
+    }
 
+    void run()
+    {
+        QFETCH(double, west);
+        QFETCH(int, budget);
+        QFETCH(QString, message);
+        RunFixture run(fakes.arguments(budget), RELKA_BINARY_DIR "/gateway/relka-gateway");
+        QVERIFY(run.isReady());
+        DownloadRun& downloadRun = run.start({ .area = "0.25° (lon) by 0.125° (lat)",
+            .source = "SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]" });
         QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
-        downloadRun.geocode(QStringLiteral("1 Main Street, Boulder, CO"));
+        downloadRun.geocode("1 Main Street, Boulder, CO");
         QVERIFY(answered.wait(20000));
-        QCOMPARE(downloadRun.rectangle().north, 40.3125);
-        QCOMPARE(downloadRun.rectangle().west, -105.625);
-        downloadRun.setRectangle({ 40.25, 40.125, -106.0, -105.75 });
-
+        // The gateway's page gives six decimals.
+        QCOMPARE(downloadRun.rectangle().north, 40.251234 + 0.0625);
+        QCOMPARE(downloadRun.rectangle().west, -105.512346 - 0.125);
+        QCOMPARE(fakes.geocoder.requests().value(0).query.query(QUrl::FullyDecoded),
+            "address=1 Main Street, Boulder, CO&benchmark=Public_AR_Current&format=json");
+        downloadRun.setRectangle({ 40.25, 40.125, west, west + 0.25 });
         run.download();
-        QVERIFY(QTest::qWaitFor([&] { return !run.boxes().isEmpty(); }, 120000));
-        const QString base = run.baseFileName();
-        QVERIFY(!QImage(base + QStringLiteral("-el-corr.png")).isNull());
-        QCOMPARE(QImage(base + QStringLiteral("-el-col-scaled.png")).size(), QSize(5826, 3813));
-        QVERIFY(run.isIdle());
-        QCOMPARE(tiles.requests().size(), tileCount);
-        QCOMPARE(dem.requests().size(), 1);
-        QFile attribution(work.filePath(QStringLiteral("ATTRIBUTION.txt")));
-        QVERIFY(attribution.open(QIODevice::ReadOnly));
-        QVERIFY(attribution.readAll().contains("Map: Map data (c) OpenStreetMap contributors"));
-    }
-
-    void tileBudgetEndsTheRun()
-    {
-        RunFixture run(gatewayOptions(10), gateway());
-        QVERIFY(run.isReady());
-        // A rectangle whose tiles are not in the cache yet.
-        run.start({ .area = area, .source = srtm3, .north = 40.5, .workingDirectory = work.path() });
-        run.download();
-        const QString refused = QStringLiteral("OpenStreetMap error: Download failed: tile budget exceeded.");
-        QVERIFY(run.waitForLine(refused, 60000));
-        QVERIFY(QTest::qWaitFor([&] { return run.isIdle(); }, 20000));
-        QCOMPARE(run.message(), refused);
+        if (message.isEmpty()) {
+            QVERIFY(run.waitForSuccess());
+            QCOMPARE(QImage(run.baseFileName() + "-el-col-scaled.png").size(), QSize(5826, 3813));
+            // The rectangle at zoom 15: 24 x 16 tiles.
+            QCOMPARE(fakes.tiles.requests().size(), 24 * 16);
+            QFile attribution(fakes.cache.filePath("ATTRIBUTION.txt"));
+            QVERIFY(attribution.open(QIODevice::ReadOnly) && attribution.readAll().contains("Map: Map data"));
+        } else {
+            QVERIFY(run.waitForLine(message));
+            QVERIFY(QTest::qWaitFor([&] { return run.isIdle(); }, 20000));
+            QCOMPARE(run.message(), message);
+        }
     }
 };
 
