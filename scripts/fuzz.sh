@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # scripts/fuzz.sh TARGET SECONDS
 # Builds the libFuzzer targets in build-fuzz (clang++-14, every file under
-# the address and undefined-behaviour sanitizers) if needed, and runs
+# the address and undefined-behaviour sanitizers, optimised lightly so that
+# the tests built there run at a useful speed too) if needed, and runs
 # fuzz_TARGET for SECONDS from its seeds in tests/fuzz/corpus/TARGET. New
 # inputs are kept in build-fuzz/corpus/TARGET, a crashing input goes to
 # build-fuzz/artifacts/; the exit status is the fuzzer's (0: nothing found).
-# scripts/fuzz.sh --list names the targets.
+# scripts/fuzz.sh --list names the targets; scripts/fuzz.sh --build builds
+# everything in build-fuzz, the tests included.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,16 +16,24 @@ if [ "${1:-}" = --list ]; then
   printf '%s\n' "${targets[@]}"
   exit 0
 fi
+dir=build-fuzz
+configure() {
+  [ -f "$dir/CMakeCache.txt" ] \
+    || cmake -S . -B "$dir" -DRELKA_FUZZ=ON -DRELKA_SANITIZE=ON -DCMAKE_CXX_COMPILER=clang++-14 \
+      -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-g -O1" >/dev/null
+}
+if [ "${1:-}" = --build ]; then
+  configure
+  cmake --build "$dir" --parallel "$(nproc)"
+  exit 0
+fi
 if [ $# -ne 2 ] || [[ ! " ${targets[*]} " =~ " $1 " ]] || [[ ! $2 =~ ^[0-9]+$ ]]; then
   echo "usage: $0 TARGET SECONDS, TARGET one of: ${targets[*]}" >&2
   exit 2
 fi
 target=$1
 seconds=$2
-dir=build-fuzz
-
-[ -f "$dir/CMakeCache.txt" ] \
-  || cmake -S . -B "$dir" -DRELKA_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+configure
 cmake --build "$dir" --target "fuzz_$target" --parallel "$(nproc)"
 
 # Words the mutations insert, where the inputs are text with markers.
