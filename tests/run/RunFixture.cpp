@@ -23,12 +23,14 @@ RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
     sim = std::make_unique<SimProcess>(simOptions, program);
     for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
         qputenv(variable, authority().toLatin1());
+    clock.start();
     MessageLog::setEcho([this](const QString& line) {
         static const QRegularExpression id(QStringLiteral("\\((\\d+), ([01])\\)"));
         static const QRegularExpression requestId(QStringLiteral("requestId = \\d+"));
         lines.append(QString(line)
                          .replace(id, QStringLiteral("(#, \\2)"))
                          .replace(requestId, QStringLiteral("requestId = #")));
+        times.append(clock.elapsed());
         if (triggerAction && lines.last() == triggerLine)
             QTimer::singleShot(0, downloadRun.get(), std::exchange(triggerAction, {}));
     });
@@ -73,11 +75,6 @@ DownloadRun& RunFixture::start(const Settings& settings)
 
 void RunFixture::record(DownloadRun& run)
 {
-    locked = busy = false;
-    std::fill(std::begin(bars), std::end(bars), Bar());
-    std::fill(std::begin(previews), std::end(previews), QImage());
-    label.clear();
-    stalls = 0;
     QObject::connect(&run, &DownloadRun::controlsLocked, [this](bool on) { locked = on; });
     QObject::connect(&run, &DownloadRun::busyChanged, [this](bool on) { busy = on; });
     QObject::connect(&run, &DownloadRun::stageRangeChanged,
@@ -110,28 +107,42 @@ QString RunFixture::baseFileName() const
 
 QStringList RunFixture::elevationLog() const
 {
-    QStringList elevation;
-    for (const QString& line : lines) {
-        if (!line.startsWith(QLatin1String("OpenStreetMap"), Qt::CaseInsensitive))
-            elevation.append(line);
-    }
+    QStringList elevation = lines;
+    elevation.removeIf([](const QString& line) {
+        return line.startsWith(QLatin1String("OpenStreetMap"), Qt::CaseInsensitive);
+    });
     return elevation;
 }
 
-void RunFixture::makeTileServerUnreachable()
+qint64 RunFixture::millisecondsBetween(const QString& from, const QString& to) const
 {
-    // Port 1 on loopback: nobody listens there.
-    qputenv("RELKA_TILE_SERVER", "127.0.0.1:1");
+    const qsizetype start = lines.indexOf(from);
+    for (qsizetype i = start + 1; start >= 0 && i < lines.size(); ++i) {
+        if (lines[i].startsWith(to))
+            return times[i] - times[start];
+    }
+    return -1;
+}
+
+void RunFixture::clearLog()
+{
+    lines.clear();
+    times.clear();
+}
+
+int RunFixture::patience()
+{
+    return 300000 * std::max(1, qEnvironmentVariableIntValue("RELKA_TEST_TIME_FACTOR"));
+}
+
+bool RunFixture::waitFor(const std::function<bool()>& condition) const
+{
+    return QTest::qWaitFor(condition, patience());
 }
 
 bool RunFixture::waitForLine(const QString& line, int milliseconds) const
 {
     return QTest::qWaitFor([&] { return lines.contains(line); }, milliseconds);
-}
-
-bool RunFixture::waitForSuccess() const
-{
-    return QTest::qWaitFor([&] { return !boxTexts.isEmpty(); }, 300000);
 }
 
 void RunFixture::onLine(const QString& line, std::function<void()> action)

@@ -3,6 +3,7 @@
 #include "SimProcess.h"
 #include "run/DownloadRun.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -16,6 +17,9 @@
 // would show: controls, bars, previews, the message label. Message boxes are
 // answered (Ok, or Ignore for questions) and recorded; the message log is
 // captured with the request ids replaced by '#'.
+//
+// Every wait ends with the event it waits for. Its limit only guards
+// against a hang: it is generous and grows with RELKA_TEST_TIME_FACTOR.
 class RunFixture {
 public:
     struct Settings {
@@ -53,15 +57,16 @@ public:
     QStringList log() const { return lines; }
     // The log without the texture branch's lines.
     QStringList elevationLog() const;
-    // Tile requests then fail at once, which leaves the texture branch
-    // waiting for Cancel and the log to the elevation branch.
-    void makeTileServerUnreachable();
+    // Milliseconds from the first line equal to from to the first line
+    // after it that starts with to; -1 when there is none.
+    qint64 millisecondsBetween(const QString& from, const QString& to) const;
     QStringList boxes() const { return boxTexts; }
-    void clearLog() { lines.clear(); }
+    void clearLog();
+    // The limit of every wait, in milliseconds.
+    static int patience();
+    bool waitFor(const std::function<bool()>& condition) const;
     // Waits until the log holds the line (compared after the id rewrite).
-    bool waitForLine(const QString& line, int milliseconds = 60000) const;
-    // Waits for the success box.
-    bool waitForSuccess() const;
+    bool waitForLine(const QString& line, int milliseconds = patience()) const;
     // Runs action from the event loop as soon as the line is logged, also
     // in the middle of a long step that processes events.
     void onLine(const QString& line, std::function<void()> action);
@@ -83,6 +88,8 @@ private:
     std::unique_ptr<DownloadRun> downloadRun;
     QString workDirectory;
     QStringList lines;
+    QList<qint64> times;
+    QElapsedTimer clock;
     QStringList boxTexts;
     QByteArray requestLog;
     QString triggerLine;

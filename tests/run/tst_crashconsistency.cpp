@@ -3,7 +3,6 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -13,19 +12,9 @@
 namespace {
 
 const QString area = QStringLiteral("0.25° (lon) by 0.125° (lat)");
-const QString srtm3 = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]");
-constexpr double north = 40.25;
-constexpr double west = -106.0;
 
 // File name to checksum, for the tiles, the archive and the two results.
 using Files = QMap<QString, QByteArray>;
-
-QByteArray checksum(const QString& path)
-{
-    QFile file(path);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result().toHex() : QByteArray();
-}
 
 Files workFiles(const QString& directory)
 {
@@ -34,105 +23,97 @@ Files workFiles(const QString& directory)
         { QStringLiteral("15-*.png"), QStringLiteral("*.zip"), QStringLiteral("*-el-corr.png"),
             QStringLiteral("*-el-col-scaled.png") },
         QDir::Files);
-    for (const QString& name : names)
-        files.insert(name, checksum(directory + u'/' + name));
+    for (const QString& name : names) {
+        QFile file(directory + u'/' + name);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        files.insert(
+            name, file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray());
+    }
     return files;
-}
-
-QByteArray messages(const QString& directory)
-{
-    QFile log(directory + QStringLiteral("/messages.txt"));
-    return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
 }
 
 } // namespace
 
-// A run killed at any moment leaves no work file that a later run would
-// take up in a broken state: whatever stands under its name is whole, and
-// the run started again ends with the same results as one never killed.
+// Runs of relka-run killed one after another in the same folder leave no
+// work file that a later run would take up in a broken state: whatever
+// stands under a name after a kill is what a run started again ends with.
 class TestCrashConsistency : public QObject {
     Q_OBJECT
 
-    Files reference;
-
-    // Runs to the end in this process.
-    static bool runToSuccess(RunFixture& run, const QString& directory)
-    {
-        run.start(
-            { .area = area, .source = srtm3, .north = north, .west = west, .workingDirectory = directory });
-        run.download();
-        return run.waitForSuccess();
-    }
-
-    // Every work file found is the one an uninterrupted run writes.
-    void compareWithReference(const QString& directory, const char* point)
-    {
-        const Files found = workFiles(directory);
-        for (auto it = found.cbegin(); it != found.cend(); ++it)
-            QVERIFY2(reference.value(it.key()) == it.value(),
-                qPrintable(
-                    QStringLiteral("%1 is broken after a kill %2").arg(it.key(), QLatin1String(point))));
-    }
+    // The archive comes slowly, so a kill can find it in the middle.
+    SimProcess sim { { QStringLiteral("--refresh-seconds"), QStringLiteral("0"),
+        QStringLiteral("--slow-body"), QStringLiteral("20000:/Website/distreq/archive") } };
+    QTemporaryDir work;
+    // A killed run cleans nothing up: it must leave nothing to clean.
+    QTemporaryDir childTemporaries;
+    QList<Files> afterKills;
 
 private slots:
     void initTestCase()
     {
-        RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
-        QVERIFY(run.isReady());
-        QTemporaryDir directory;
-        QVERIFY(runToSuccess(run, directory.path()));
-        reference = workFiles(directory.path());
-        QCOMPARE(reference.size(), 24 * 16 + 3);
+        QVERIFY(sim.isRunning());
+        for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+            qputenv(variable, sim.url(QString()).authority().toLatin1());
     }
 
-    void killedRunsEndAsOneNeverKilled()
+    void killedRun_data()
     {
-        // The archive comes slowly, so the kill finds it in the middle.
-        RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0"),
-            QStringLiteral("--slow-body"), QStringLiteral("100000:/Website/distreq/archive") });
-        QVERIFY(run.isReady());
-        QTemporaryDir directory;
-        const QString work = directory.path();
-        const QString base = QStringLiteral("40.25000N-40.12500S_-106.00000W--105.75000E");
-        const QString archiveLine
-            = QStringLiteral("Seamless: Downloading http://%1/Website/distreq/archive/").arg(run.authority());
-        const QList<QPair<const char*, std::function<bool()>>> points {
-            { "during the tile downloads",
-                [&] {
-                    return QDir(work).entryList({ QStringLiteral("15-*.png") }, QDir::Files).size() > 40;
-                } },
-            { "during the archive body", [&] { return messages(work).contains(archiveLine.toUtf8()); } },
-            { "during the import", [&] { return messages(work).count("Seamless: BIL file size is") > 0; } },
-        };
-        // A killed run cleans nothing up: it must leave nothing to clean.
-        QTemporaryDir childTemporaries;
+        // The kill comes once the log holds the line so many times.
+        QTest::addColumn<bool>("simulator"); // its log, or relka-run's
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<int>("times");
+        QTest::newRow("during the tile downloads") << false << QByteArray("OpenStreetMap: Image ") << 40;
+        QTest::newRow("during the archive body") << true << QByteArray("/Website/distreq/archive/") << 1;
+        QTest::newRow("during the import") << false << QByteArray("Seamless: BIL file size is") << 1;
+        QTest::newRow("while the texture result is saved")
+            << false << QByteArray("Seamless: Saving file ") << 1;
+    }
+
+    void killedRun()
+    {
+        QFETCH(bool, simulator);
+        QFETCH(QByteArray, line);
+        QFETCH(int, times);
+        QProcess child;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("TMPDIR"), childTemporaries.path());
-        for (const auto& [point, reached] : points) {
-            QProcess child;
-            child.setProcessEnvironment(environment);
-            child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-            child.setStandardOutputFile(QProcess::nullDevice());
-            child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
-                { "--north", QString::number(north), "--west", QString::number(west), "--source", srtm3,
-                    "--area", area, "--workdir", work });
-            QVERIFY2(child.waitForStarted(), point);
-            QVERIFY2(QTest::qWaitFor(reached, 120000), point);
-            QTest::qWait(100);
-            ::kill(pid_t(child.processId()), SIGKILL);
-            QVERIFY(child.waitForFinished(10000));
-            QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-            compareWithReference(work, point);
-            QVERIFY2(QDir(childTemporaries.path()).isEmpty(), point);
-            if (QTest::currentTestFailed())
-                return;
-            // The next child starts over the same files, and a new log.
-            QFile::remove(work + QStringLiteral("/messages.txt"));
-        }
-        QVERIFY(!QFile::exists(work + u'/' + base + QStringLiteral("-el-col-scaled.png")));
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
+            { "--north", "40.25", "--west", "-106", "--source", "srtm3", "--area", area, "--workdir",
+                work.path(), "--verbose" });
+        QByteArray out;
+        sim.process().readAllStandardError();
+        const auto reached = [&] {
+            out += simulator ? sim.process().readAllStandardError() : child.readAllStandardOutput();
+            return out.count(line) >= times;
+        };
+        QVERIFY(QTest::qWaitFor(reached, RunFixture::patience()));
+        ::kill(pid_t(child.processId()), SIGKILL);
+        QVERIFY(child.waitForFinished());
+        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+        QVERIFY(QDir(childTemporaries.path()).isEmpty());
+        afterKills.append(workFiles(work.path()));
+        // The next run starts a new log.
+        QFile::remove(work.filePath(QStringLiteral("messages.txt")));
+    }
 
-        QVERIFY(runToSuccess(run, work));
-        QCOMPARE(workFiles(work), reference);
+    void restartedRunEndsAsNeverKilled()
+    {
+        RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
+        QVERIFY(run.isReady());
+        run.start({ .area = area,
+            .source = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]"),
+            .workingDirectory = work.path() });
+        run.download();
+        QVERIFY(run.waitFor([&] { return !run.boxes().isEmpty(); }));
+        const Files whole = workFiles(work.path());
+        QCOMPARE(whole.size(), 24 * 16 + 3);
+        for (const Files& found : std::as_const(afterKills)) {
+            for (auto it = found.cbegin(); it != found.cend(); ++it)
+                QVERIFY2(whole.value(it.key()) == it.value(),
+                    qPrintable(it.key() + QStringLiteral(" was broken")));
+        }
     }
 };
 

@@ -1,11 +1,10 @@
-#include "SimProcess.h"
+#include "RunFixture.h"
 
 #include <QDir>
 #include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -16,42 +15,24 @@ namespace {
 const QString base = QStringLiteral("40.25000N-40.12500S_-106.00000W--105.75000E");
 const QString success = QStringLiteral("         ********* SUCCESS *********");
 
-// relka-run against a simulator of its own, in a working folder of its own.
-class RelkaRun {
-public:
-    explicit RelkaRun(const QStringList& simOptions = {})
-        : sim(simOptions + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0") })
-    {
-        for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
-            qputenv(variable, sim.url(QString()).authority().toLatin1());
-    }
-
-    bool isReady() const { return sim.isRunning() && work.isValid(); }
-    QString directory() const { return work.path(); }
-
-    // Starts relka-run on the rectangle at north 40.25, west west.
-    void start(QProcess& child, double west = -106, const QStringList& more = {})
-    {
-        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
-            QStringList { "--north", "40.25", "--west", QString::number(west), "--area", "0.25", "--source",
-                "srtm3", "--workdir", work.path() }
-                + more);
-    }
-
-    // Waits in the event loop, which keeps reading the simulator's log.
-    static bool finish(QProcess& child)
-    {
-        return QTest::qWaitFor([&child] { return child.state() == QProcess::NotRunning; }, 300000)
-            && child.exitStatus() == QProcess::NormalExit;
-    }
-
-    SimProcess sim;
-    QTemporaryDir work;
-};
-
 QStringList lines(const QByteArray& text)
 {
-    return QString::fromLatin1(text).split('\n', Qt::SkipEmptyParts);
+    return QString::fromLatin1(text).split(u'\n', Qt::SkipEmptyParts);
+}
+
+// Waits in the event loop, which keeps reading the simulator's log.
+bool finished(QProcess& child)
+{
+    return QTest::qWaitFor([&child] { return child.state() == QProcess::NotRunning; }, RunFixture::patience())
+        && child.exitStatus() == QProcess::NormalExit;
+}
+
+// Starts relka-run on the rectangle at north 40.25, west west.
+void start(QProcess& child, const QString& directory, double west = -106)
+{
+    child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
+        { "--north", "40.25", "--west", QString::number(west), "--area", "0.25", "--source", "srtm3",
+            "--workdir", directory });
 }
 
 } // namespace
@@ -70,25 +51,17 @@ private slots:
             << QStringList { "--north 41 --west -106 --area 1", "--north 41 --west -105 --area 1",
                    "--north 40.5 --west -106 --area 1", "--north 40.5 --west -105 --area 1" };
         QTest::newRow("plan reaching past the region")
-            << QStringList { "--plan", "--region", "40.3,40,-106,-105.6", "--area",
+            << QStringList { "--plan", "--region", "40.3,40.1,-106,-105.8", "--area",
                    "0.25° (lon) by 0.125° (lat)" }
             << 0
             << QStringList { "--north 40.3 --west -106 --area 0.25",
-                   "--north 40.3 --west -105.75 --area 0.25", "--north 40.175 --west -106 --area 0.25",
-                   "--north 40.175 --west -105.75 --area 0.25", "--north 40.05 --west -106 --area 0.25",
-                   "--north 40.05 --west -105.75 --area 0.25" };
+                   "--north 40.175 --west -106 --area 0.25" };
         QTest::newRow("plan without area")
             << QStringList { "--plan", "--region", "41,40,-106,-104" } << 2 << QStringList();
-        QTest::newRow("region upside down")
-            << QStringList { "--plan", "--region", "40,41,-106,-104", "--area", "1" } << 2 << QStringList();
         QTest::newRow("north without west") << QStringList { "--north", "40" } << 2 << QStringList();
-        QTest::newRow("corner and address")
-            << QStringList { "--north", "40", "--west", "-106", "--address", "x" } << 2 << QStringList();
-        QTest::newRow("unknown area") << QStringList { "--area", "3" } << 2 << QStringList();
         QTest::newRow("unknown source") << QStringList { "--source", "srtm2" } << 2 << QStringList();
         QTest::newRow("latitude out of range")
             << QStringList { "--north", "91", "--west", "0" } << 2 << QStringList();
-        QTest::newRow("stray argument") << QStringList { "now" } << 2 << QStringList();
         QTest::newRow("working directory that cannot be made") << QStringList { "--north", "40", "--west",
             "-106", "--workdir", "/proc/relka" } << 2 << QStringList();
     }
@@ -97,43 +70,40 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, exitCode);
-        QFETCH(QStringList, output);
         QProcess child;
         child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"), arguments);
-        QVERIFY(RelkaRun::finish(child));
+        QVERIFY(finished(child));
         QCOMPARE(child.exitCode(), exitCode);
-        QCOMPARE(lines(child.readAllStandardOutput()), output);
-        if (exitCode == 2)
-            QVERIFY(child.readAllStandardError().startsWith("relka-run: "));
+        QTEST(lines(child.readAllStandardOutput()), "output");
+        QCOMPARE(child.readAllStandardError().startsWith("relka-run: "), exitCode == 2);
     }
 
     // Two runs of neighbouring rectangles share the folder, its tiles and
     // its message log; the settings store stays as it was.
     void twoRunsShareAFolder()
     {
-        RelkaRun run;
+        RunFixture run({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
+        QTemporaryDir work;
         QProcess first;
         QProcess second;
-        run.start(first);
-        run.start(second, -105.75);
-        QVERIFY(RelkaRun::finish(first) && RelkaRun::finish(second));
+        start(first, work.path());
+        start(second, work.path(), -105.75);
+        QVERIFY(finished(first) && finished(second));
         const QStringList out = lines(first.readAllStandardOutput());
-        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join('\n')));
+        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join(u'\n')));
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(out.at(out.size() - 3), success);
         const QByteArray progress = first.readAllStandardError();
         QVERIFY(progress.contains("Merging: done\n") && progress.contains("Downloading zip file: done\n"));
         QVERIFY(progress.contains("relka: Download and post processing finished!"));
-
-        const QString eastern = QStringLiteral("40.25000N-40.12500S_-105.75000W--105.50000E");
-        for (const QString& name : { base, eastern }) {
-            QVERIFY(!QImage(run.directory() + '/' + name + "-el-corr.png").isNull());
-            QVERIFY(!QImage(run.directory() + '/' + name + "-el-col-scaled.png").isNull());
+        for (const QString& name : { base, QStringLiteral("40.25000N-40.12500S_-105.75000W--105.50000E") }) {
+            QVERIFY(!QImage(work.filePath(name + "-el-corr.png")).isNull());
+            QVERIFY(!QImage(work.filePath(name + "-el-col-scaled.png")).isNull());
         }
-        for (const QString& tile : QDir(run.directory()).entryList({ "15-*.png" }))
-            QVERIFY2(!QImage(run.directory() + '/' + tile).isNull(), qPrintable(tile));
-        QFile log(run.directory() + "/messages.txt");
+        for (const QString& tile : QDir(work.path()).entryList({ "15-*.png" }))
+            QVERIFY2(!QImage(work.filePath(tile)).isNull(), qPrintable(tile));
+        QFile log(work.filePath("messages.txt"));
         QVERIFY(log.open(QIODevice::ReadOnly));
         static const QRegularExpression whole(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"));
         const QStringList logged = lines(log.readAll());
@@ -154,9 +124,8 @@ private slots:
         QTest::newRow("SIGINT cancels") << slowArchive << SIGINT << qint64(0) << 130 << QStringList();
         QTest::newRow("SIGTERM cancels") << slowArchive << SIGTERM << qint64(0) << 143 << QStringList();
         QTest::newRow("a run that would wait for Cancel fails")
-            << QStringList { "--archive-without-hdr" } << 0 << qint64(0) << 1
-            << QStringList { "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and "
-                             "\"%1.hdr\" not found." };
+            << QStringList { "--download-buttons", "0" } << 0 << qint64(0) << 1
+            << QStringList { "Seamless error: No \"Download\" button found in the request form." };
         // The tiles fit under the limit, the archive does not.
         QTest::newRow("archive that cannot be written")
             << QStringList() << 0 << qint64(24 * 1024) << 1
@@ -169,10 +138,10 @@ private slots:
         QFETCH(QStringList, simOptions);
         QFETCH(int, signal);
         QFETCH(qint64, fileSizeLimit);
-        QFETCH(int, exitCode);
         QFETCH(QStringList, lines);
-        RelkaRun run(simOptions);
+        RunFixture run(simOptions + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
         QVERIFY(run.isReady());
+        QTemporaryDir work;
         QProcess child;
         if (fileSizeLimit > 0) {
             child.setChildProcessModifier([fileSizeLimit] {
@@ -182,8 +151,7 @@ private slots:
                 setrlimit(RLIMIT_FSIZE, &limit);
             });
         }
-        run.start(child);
-        QVERIFY(child.waitForStarted());
+        start(child, work.path());
         QByteArray out;
         if (signal != 0) {
             QVERIFY(QTest::qWaitFor(
@@ -192,20 +160,19 @@ private slots:
                     return out.contains("Seamless: Downloading http://")
                         && out.contains("/Website/distreq/archive/");
                 },
-                60000));
+                RunFixture::patience()));
             ::kill(pid_t(child.processId()), signal);
         }
-        QVERIFY(RelkaRun::finish(child));
-        QCOMPARE(child.exitCode(), exitCode);
-        out += child.readAllStandardOutput();
-        QStringList seen = ::lines(out);
+        QVERIFY(finished(child));
+        QTEST(child.exitCode(), "exitCode");
+        QStringList seen = ::lines(out + child.readAllStandardOutput());
         for (QString& line : lines)
-            line.replace("%1", run.directory() + '/' + base);
+            line.replace(QLatin1String("%1"), work.filePath(base));
         seen.removeIf([&lines](const QString& line) { return !lines.contains(line); });
         QCOMPARE(seen, lines);
-        QVERIFY(!out.contains(success.toLatin1()));
-        // Whole or absent: no half archive beside its name.
-        QCOMPARE(QDir(run.directory()).entryList({ "*.zip.*" }), QStringList());
+        // Whole or absent: no half archive under its name or beside it.
+        QCOMPARE(QDir(work.path()).entryList({ "*.zip.*", signal ? "*.zip" : "-" }), QStringList());
+        QVERIFY(!QFile::exists(work.filePath(base + "-el-col-scaled.png")));
     }
 };
 
