@@ -1,0 +1,373 @@
+#include "http/HttpClient.h"
+
+#include "SimProcess.h"
+#include "TestHttpServer.h"
+#include "http/BoundedBuffer.h"
+#include "http/ReplyDebugFile.h"
+#include "http/ServiceEndpoint.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+using Response = TestHttpServer::Response;
+Q_DECLARE_METATYPE(Response)
+
+namespace {
+
+// Everything the client and the server report, in order, as short lines such
+// as "finished 2 0", so a whole conversation can be compared at once. Ids are
+// logged relative to base, the id of the test's first operation.
+struct EventLog {
+    EventLog(HttpClient& client, TestHttpServer& server)
+    {
+        QObject::connect(&client, &HttpClient::requestStarted, &client,
+            [this](int id) { events << QStringLiteral("started %1").arg(id - base); });
+        QObject::connect(
+            &client, &HttpClient::responseHeaderReceived, &client, [this](const HttpResponseHeader& h) {
+                headers << h;
+                events << QStringLiteral("header %1 %2").arg(h.statusCode()).arg(h.reasonPhrase());
+            });
+        QObject::connect(&client, &HttpClient::dataReadProgress, &client, [this](int done, int total) {
+            progress.append({ done, total });
+            // How many pieces arrive depends on the network: one line per run.
+            if (events.value(events.size() - 1) != QLatin1String("progress"))
+                events << QStringLiteral("progress");
+        });
+        QObject::connect(&client, &HttpClient::requestFinished, &client, [this](int id, bool error) {
+            events << QStringLiteral("finished %1 %2").arg(id - base).arg(int(error));
+        });
+        QObject::connect(
+            &server, &TestHttpServer::requestReceived, &client, [this](const TestHttpServer::Request& r) {
+                events << QStringLiteral("server ") + QString::fromLatin1(r.target);
+            });
+    }
+
+    int base = 0;
+    QStringList events;
+    QList<HttpResponseHeader> headers;
+    QList<QPair<int, int>> progress;
+};
+
+qint64 residentBytes()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong() * 1024;
+    }
+    return 0;
+}
+
+} // namespace
+
+// The HTTP client against a loopback server, and the small pieces around it.
+// Every client test starts with the host setting of a fresh server queued as
+// operation 0.
+class TestHttp : public QObject {
+    Q_OBJECT
+
+    TestHttpServer* server = nullptr;
+    HttpClient* client = nullptr;
+    EventLog* log = nullptr;
+
+    // Waits for the operation's report; with `after` it then queues one more
+    // GET and waits for that too, so nothing queued before can still come.
+    bool finish(int id, bool error, bool after = false)
+    {
+        const auto reported = [this](int which, bool failed) {
+            const QString line = QStringLiteral("finished %1 %2").arg(which).arg(int(failed));
+            return QTest::qWaitFor([&] { return log->events.contains(line); }, 30000);
+        };
+        if (!reported(id, error) || !after)
+            return !after;
+        client->setHost(server->host(), server->port());
+        return reported(client->get(QStringLiteral("/after")) - log->base, false);
+    }
+
+private slots:
+    void init()
+    {
+        server = new TestHttpServer;
+        QVERIFY(server->listen());
+        client = new HttpClient;
+        log = new EventLog(*client, *server);
+        log->base = client->setHost(server->host(), server->port());
+    }
+
+    void cleanup()
+    {
+        delete client;
+        delete log;
+        delete server;
+    }
+
+    void conversationRunsOneOperationAtATimeInOrder()
+    {
+        // The first body is slow, so a second transfer running alongside would show.
+        server->setResponse("/1", { .body = QByteArray(500, 's'), .pieceSize = 100, .pieceDelayMs = 30 });
+        server->setResponse("/2", { .body = "two" });
+        QBuffer body;
+        body.open(QIODevice::ReadWrite);
+        QCOMPARE(client->get("/1?q=a b", &body), log->base + 1);
+        HttpClient other; // takes id 2: one counter serves every client
+        QCOMPARE(other.setHost("example.org"), log->base + 2);
+        QCOMPARE(client->get("/2"), log->base + 3);
+        QVERIFY(log->events.isEmpty() && client->hasPendingRequests());
+        QVERIFY(finish(3, false));
+        QCOMPARE(log->events,
+            QStringList(
+                { "started 0", "finished 0 0", "started 1", "server /1?q=a%20b", "header 200 OK", "progress",
+                    "finished 1 0", "started 3", "server /2", "header 200 OK", "progress", "finished 3 0" }));
+        QCOMPARE(body.data(), QByteArray(500, 's'));
+        QCOMPARE(log->progress.last(), qMakePair(3, 3));
+        QCOMPARE(server->requests().value(0).header("user-agent"), QByteArray("relka/" RELKA_VERSION));
+        QVERIFY(!client->hasPendingRequests());
+    }
+
+    void clearPendingRequestsKeepsTheCurrentOne()
+    {
+        client->get("/1");
+        client->get("/2");
+        connect(client, &HttpClient::responseHeaderReceived, client, &HttpClient::clearPendingRequests);
+        QVERIFY(finish(1, false, true));
+        QVERIFY(!log->events.contains("started 2"));
+    }
+
+    // Statuses are answers; bodies reach the device whole in every framing,
+    // each piece before its progress report; a failure drops the queue.
+    void answers_data()
+    {
+        QTest::addColumn<Response>("response");
+        QTest::addColumn<QByteArray>("body"); // as the device receives it
+        QTest::addColumn<QString>("error"); // empty: none; "*": any text
+        QTest::addColumn<bool>("refused");
+        QTest::addColumn<int>("deviceLimit"); // 0: none
+        QByteArray random(3000, Qt::Uninitialized);
+        QRandomGenerator(4711).fillRange(reinterpret_cast<quint32*>(random.data()), random.size() / 4);
+        const auto pieced = [&random](Response::Framing framing) {
+            return Response { .body = random, .framing = framing, .pieceSize = 750, .pieceDelayMs = 20 };
+        };
+        const auto raw = [](const QByteArray& name, const QByteArray& value, const QByteArray& body) {
+            return Response {
+                .headers = { { name, value } }, .body = body, .framing = Response::Framing::CloseDelimited
+            };
+        };
+        QTest::newRow("404 with its own reason")
+            << Response { .status = 404, .reason = "Kachel nicht gefunden", .body = "no such tile" }
+            << QByteArray("no such tile") << QString() << false << 0;
+        QTest::newRow("302 not followed")
+            << Response { .status = 302, .reason = "Found", .headers = { { "LoCaTiOn", "/elsewhere.zip" } } }
+            << QByteArray() << QString() << false << 0;
+        QTest::newRow("Content-Length")
+            << pieced(Response::Framing::ContentLength) << random << QString() << false << 0;
+        QTest::newRow("chunked") << pieced(Response::Framing::Chunked) << random << QString() << false << 0;
+        QTest::newRow("closed after the body")
+            << pieced(Response::Framing::CloseDelimited) << random << QString() << false << 0;
+        QTest::newRow("8 MiB") << Response { .body = QByteArray(8 << 20, 'm') } << QByteArray(8 << 20, 'm')
+                               << QString() << false << 0;
+        QTest::newRow("chunk size that is no number")
+            << raw("Transfer-Encoding", "chunked", "zz\r\nhello\r\n0\r\n\r\n") << QByteArray()
+            << "Invalid HTTP chunked body" << false << 0;
+        QTest::newRow("negative Content-Length")
+            << raw("Content-Length", "-5", "hello") << QByteArray("hello") << QString() << false << 0;
+        QTest::newRow("empty chunked body of a redirect") << Response { .status = 302,
+            .headers = { { "Location", "/a.zip" }, { "Transfer-Encoding", "chunked" } },
+            .body = "0\r\n\r\n",
+            .framing = Response::Framing::CloseDelimited } << QByteArray()
+                                                          << QString() << false << 0;
+        QTest::newRow("device that refuses the body")
+            << Response { .body = random, .pieceSize = 500 } << QByteArray() << "The body could not be stored"
+            << false << 1200;
+        QTest::newRow("connection refused") << Response() << QByteArray() << "*" << true << 0;
+        QTest::newRow("dropped in the body")
+            << Response { .body = random, .dropAfter = 1000 } << random.left(1000) << "*" << false << 0;
+        QTest::newRow("never answered, timed out")
+            << Response { .silent = true } << QByteArray() << "*" << false << 0;
+    }
+
+    void answers()
+    {
+        QFETCH(Response, response);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, error);
+        QFETCH(bool, refused);
+        QFETCH(int, deviceLimit);
+        server->setResponse("/a", response);
+        BoundedBuffer buffer(deviceLimit > 0 ? deviceLimit : 1 << 30);
+        buffer.open(QIODevice::ReadWrite);
+        bool writtenBeforeProgress = true;
+        QList<QPair<int, int>> progress;
+        client->setTransferTimeout(1000);
+        client->setHost(server->host(), refused ? TestHttpServer::closedPort() : server->port());
+        const int id = client->get("/a", &buffer);
+        bool receiving = true;
+        connect(client, &HttpClient::requestFinished, this,
+            [&](int finished) { receiving = receiving && finished != id; });
+        connect(client, &HttpClient::dataReadProgress, this, [&](int done, int total) {
+            if (receiving)
+                progress.append({ done, total });
+            writtenBeforeProgress = writtenBeforeProgress && (!receiving || buffer.size() == done);
+        });
+        client->get("/queued");
+        QVERIFY(finish(2, !error.isEmpty(), !error.isEmpty()));
+
+        QCOMPARE(buffer.data().left(body.size()), body);
+        QVERIFY(error.isEmpty() ? buffer.size() == body.size() : !log->events.contains("started 3"));
+        if (error == QLatin1String("*"))
+            QVERIFY(client->errorString() != HttpClient().errorString());
+        else if (!error.isEmpty())
+            QCOMPARE(client->errorString(), error);
+        QVERIFY(deviceLimit == 0 || buffer.size() <= deviceLimit);
+        QVERIFY(writtenBeforeProgress);
+        const bool announced = response.framing == Response::Framing::ContentLength;
+        for (const auto& [done, total] : std::as_const(progress))
+            QVERIFY(done >= 0 && total == (announced ? response.body.size() : 0));
+        if (response.pieceDelayMs > 0)
+            QVERIFY(progress.first().first < body.size());
+        if (error.isEmpty()) {
+            QCOMPARE(log->headers.value(0).statusCode(), response.status);
+            QVERIFY(response.reason.isEmpty() || log->headers.value(0).reasonPhrase() == response.reason);
+        }
+        for (const auto& [name, value] : response.headers)
+            QCOMPARE(log->headers.value(0).value(QString::fromLatin1(name)), QString::fromLatin1(value));
+    }
+
+    void abortDropsTheQueue_data()
+    {
+        QTest::addColumn<QString>("slot");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList transfer { "started 0", "finished 0 0", "started 1", "server /slow",
+            "header 200 OK" };
+        QTest::newRow("in the header slot") << "header" << transfer + QStringList { "finished 1 1" };
+        QTest::newRow("in a progress slot")
+            << "progress" << transfer + QStringList { "progress", "finished 1 1" };
+        QTest::newRow("with only queued operations") << "" << QStringList();
+        QTest::newRow("in the finished slot of the host setting")
+            << "finished" << QStringList { "started 0", "finished 0 0" };
+    }
+
+    // abort() reports a transfer in progress before it returns and drops the
+    // queued operations without a report; the client goes on with what is
+    // queued afterwards.
+    void abortDropsTheQueue()
+    {
+        QFETCH(QString, slot);
+        QFETCH(QStringList, expected);
+        server->setResponse(
+            "/slow", { .body = QByteArray(10000, 's'), .pieceSize = 100, .pieceDelayMs = 20 });
+        client->get("/slow");
+        client->get("/queued");
+        QString lastAtReturn;
+        bool aborted = false;
+        const auto abortNow = [&] {
+            client->abort();
+            aborted = true;
+            lastAtReturn = log->events.value(log->events.size() - 1);
+        };
+        if (slot == "header")
+            connect(client, &HttpClient::responseHeaderReceived, this, abortNow, Qt::SingleShotConnection);
+        else if (slot == "progress")
+            connect(client, &HttpClient::dataReadProgress, this, abortNow, Qt::SingleShotConnection);
+        else if (slot == "finished")
+            connect(client, &HttpClient::requestFinished, this, abortNow, Qt::SingleShotConnection);
+        else
+            abortNow();
+        QVERIFY(QTest::qWaitFor([&] { return aborted; }, 30000));
+        QCOMPARE(lastAtReturn, expected.value(expected.size() - 1));
+        QVERIFY(!client->hasPendingRequests());
+        client->setHost(server->host(), server->port());
+        client->get("/after");
+        QVERIFY(finish(4, false));
+        QCOMPARE(log->events.mid(0, log->events.indexOf("started 3")), expected);
+    }
+
+    // The network reads only a little ahead of the slots: a body without end
+    // does not pile up in memory while the event loop is held up, even when
+    // it goes to no device at all.
+    void endlessBodyStaysBounded()
+    {
+        // A server of its own process keeps sending while this thread sleeps.
+        SimProcess sim({ QStringLiteral("--endless-body"), QStringLiteral("/12/") });
+        QVERIFY(sim.isRunning());
+        client->setHost(sim.url(QString()).host(), quint16(sim.url(QString()).port()));
+        const qint64 before = residentBytes();
+        qint64 peak = 0;
+        connect(client, &HttpClient::dataReadProgress, this, [&](int done) {
+            if (peak == 0)
+                QThread::msleep(1000); // a long step that does not return to the event loop
+            peak = qMax(peak, residentBytes());
+            if (done > 8 * 1024 * 1024)
+                client->abort();
+        });
+        client->get("/12/100/100.png");
+        QVERIFY(finish(2, true));
+        QVERIFY2(peak - before < 64 * 1024 * 1024,
+            qPrintable(QStringLiteral("grew by %1 MiB").arg((peak - before) >> 20)));
+    }
+
+    void endpoint_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("authority"); // empty: rejected
+        QTest::newRow("host alone") << "tile.example.org"
+                                    << "tile.example.org";
+        QTest::newRow("port 80 is left out, blanks around") << " sim-host:80 "
+                                                            << "sim-host";
+        QTest::newRow("highest port") << "127.0.0.1:65535"
+                                      << "127.0.0.1:65535";
+        QTest::newRow("port without host") << ":8080"
+                                           << "";
+        QTest::newRow("port 0") << "host:0"
+                                << "";
+        QTest::newRow("port 65536") << "host:65536"
+                                    << "";
+        QTest::newRow("URL") << "http://host"
+                             << "";
+    }
+
+    void endpoint()
+    {
+        QFETCH(QString, text);
+        const std::optional<ServiceEndpoint> endpoint = ServiceEndpoint::parse(text);
+        QTEST(endpoint ? endpoint->authority() : QString(), "authority");
+    }
+
+    // Each service reads its own variable and falls back, with a warning, to
+    // its built-in host when the value is unusable.
+    void servicesReadTheirOwnVariables()
+    {
+        qputenv("RELKA_ELEVATION_SERVER", "127.0.0.1:9001");
+        qputenv("RELKA_TILE_SERVER", "127.0.0.1:eighty");
+        qputenv("RELKA_GEOCODER", "127.0.0.1:9003");
+        QCOMPARE(ServiceEndpoint::elevationServer().authority(), "127.0.0.1:9001");
+        QCOMPARE(ServiceEndpoint::geocoder().authority(), "127.0.0.1:9003");
+        QTest::ignoreMessage(QtWarningMsg,
+            "RELKA_TILE_SERVER=\"127.0.0.1:eighty\" is not host or host:port; using tile.openstreetmap.org");
+        QCOMPARE(ServiceEndpoint::tileServer().authority(), "tile.openstreetmap.org");
+    }
+
+    // Bodies are appended, each under its heading; a missing folder is left alone.
+    void replyDebugFile()
+    {
+        QTemporaryDir directory;
+        ReplyDebugFile::append(directory.path(), ReplyDebugFile::OpenStreetMap, "<html>Error 1</html>\n");
+        ReplyDebugFile::append(
+            directory.path(), ReplyDebugFile::OpenStreetMap, QByteArray("\x89PNG\0Error", 10));
+        ReplyDebugFile::append(directory.filePath("missing"), ReplyDebugFile::Geocode, "body");
+        QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+            QStringList { "debugOpenStreetMap.txt" });
+        QFile file(directory.filePath("debugOpenStreetMap.txt"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray heading = "openStreetMapHttpRequestFinished:\r\n";
+        QCOMPARE(file.readAll(),
+            heading + "<html>Error 1</html>\n\r\n" + heading + QByteArray("\x89PNG\0Error", 10) + "\r\n");
+    }
+};
+
+QTEST_GUILESS_MAIN(TestHttp)
+#include "tst_http.moc"
