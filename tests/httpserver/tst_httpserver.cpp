@@ -33,10 +33,7 @@ struct RawClient {
         socket.flush();
     }
 
-    // No more bytes from this side; the connection stays open for the answer.
-    void halfClose() { ::shutdown(int(socket.socketDescriptor()), SHUT_WR); }
-
-    bool waitForClose(int milliseconds = 5000)
+    bool waitForClose(int milliseconds = 10000)
     {
         return socket.state() == QAbstractSocket::UnconnectedState
             || QSignalSpy(&socket, &QTcpSocket::disconnected).wait(milliseconds);
@@ -47,23 +44,28 @@ struct RawClient {
 };
 
 const QByteArray closingGet = "GET /a HTTP/1.1\r\nConnection: close\r\n\r\n";
+const QByteArray okHead = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nConnection: ";
 
-}
+} // namespace
 
-// The server's connections as a client sees them on the wire, above all
-// with clients that misbehave.
-class TestHttpConnection : public QObject {
+// The server as a client sees it on the wire, above all with clients that
+// misbehave.
+class TestHttpServer : public QObject {
     Q_OBJECT
 
     QTemporaryDir directory;
     std::unique_ptr<HttpServer> server;
     // Answers the request with the response for its path; "ok" by default.
     QHash<QString, HttpResponse> responses;
+    // The most connections open while a request was handled.
+    int busiest = 0;
 
     void start(const HttpServerLimits& limits = {})
     {
+        busiest = 0;
         server
             = std::make_unique<HttpServer>([this](const HttpRequest& request, const HttpResponder& respond) {
+                  busiest = std::max(busiest, server->connectionCount());
                   respond(responses.value(request.path, HttpResponse { .body = "ok" }));
               });
         server->setLimits(limits);
@@ -71,93 +73,105 @@ class TestHttpConnection : public QObject {
     }
 
 private slots:
-    void initTestCase()
-    {
-        QFile file(directory.filePath(QStringLiteral("body.txt")));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("hello") == 5);
-    }
-
     void init() { responses.clear(); }
     void cleanup() { server.reset(); }
 
-    void deliveryShapesTheWire_data()
+    void wire_data()
     {
         using Framing = HttpResponse::Framing;
-        QTest::addColumn<HttpResponse>("response");
-        QTest::addColumn<QByteArray>("wire");
-
+        QTest::addColumn<HttpResponse>("response"); // for /a
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<bool>("halfClose"); // the client sends nothing more
+        QTest::addColumn<QByteArray>("wire"); // all the answer, or its start before "..."
+        QFile file(directory.filePath(QStringLiteral("body.txt")));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("hello") == 5);
+        const HttpResponse ok { .body = "ok" };
+        const QByteArray chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: ";
         QTest::newRow("body from a file")
-            << HttpResponse { .bodyFile = directory.filePath(QStringLiteral("body.txt")) }
+            << HttpResponse { .bodyFile = file.fileName() } << closingGet << false
             << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello");
         QTest::newRow("a chunk per piece")
-            << HttpResponse { .body = "abcdefg", .framing = Framing::Chunked, .pieceSize = 3 }
-            << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
-                          "3\r\nabc\r\n3\r\ndef\r\n1\r\ng\r\n0\r\n\r\n");
+            << HttpResponse { .body = QByteArray(20, 'c'), .framing = Framing::Chunked, .pieceSize = 11 }
+            << closingGet << false
+            << chunked + "close\r\n\r\nb\r\nccccccccccc\r\n9\r\nccccccccc\r\n0\r\n\r\n";
         QTest::newRow("dropped: no last chunk")
             << HttpResponse { .body = "abcdefg", .framing = Framing::Chunked, .pieceSize = 3, .dropAfter = 4 }
-            << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n"
-                          "3\r\nabc\r\n1\r\nd\r\n");
-        QTest::newRow("paced, close-delimited") << HttpResponse { .status = 410,
-            .body = "abcdef",
-            .framing = Framing::CloseDelimited,
-            .pieceSize = 2,
-            .pieceDelayMs = 20 } << QByteArray("HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
+            << QByteArray("GET /a HTTP/1.1\r\n\r\n") << false
+            << chunked + "keep-alive\r\n\r\n3\r\nabc\r\n1\r\nd\r\n";
+        QTest::newRow("paced, close-delimited")
+            << HttpResponse { .status = 410,
+                   .body = "abcdef",
+                   .framing = Framing::CloseDelimited,
+                   .pieceSize = 2,
+                   .pieceDelayMs = 20 }
+            << QByteArray("GET /a HTTP/1.1\r\n\r\n") << false
+            << QByteArray("HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
+        HttpResponse paced { .body = QByteArray(40, 'r'), .dropAfter = 20 };
+        paced.setByteRate(100);
         QTest::newRow("paced at a rate, dropped half-way")
-            <<
-            [] {
-                HttpResponse response { .body = QByteArray(40, 'r'), .dropAfter = 20 };
-                response.setByteRate(100);
-                return response;
-            }()
+            << paced << closingGet << false
             << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 40\r\nConnection: close\r\n\r\n")
                 + QByteArray(20, 'r');
+        // Such text comes from a request: a decoded path, a query value.
+        QTest::newRow("own reason and fields, CR and LF as blanks")
+            << HttpResponse { .status = 302,
+                   .reason = "A\r\nB",
+                   .headers = { { "LoCaTiOn", "/x" }, { "X\nY", "v\r\n<p>" } } }
+            << closingGet << false
+            << QByteArray("HTTP/1.1 302 A  B\r\nLoCaTiOn: /x\r\nX Y: v  <p>\r\nContent-Length: "
+                          "0\r\nConnection: close\r\n\r\n");
+        QTest::newRow("kept alive, pipelined, path decoded")
+            << ok
+            << "GET /%61 HTTP/1.1\r\nContent-Length: 4\r\n\r\nbodyGET /a HTTP/1.0\r\nConnection: "
+               "keep-alive\r\n\r\n"
+                + closingGet
+            << false
+            << okHead + "keep-alive\r\n\r\nok" + okHead + "keep-alive\r\n\r\nok" + okHead + "close\r\n\r\nok";
+        QTest::newRow("HTTP/1.0 closes") << ok << QByteArray("GET /a HTTP/1.0\r\n\r\nGET /a HTTP/1.1\r\n\r\n")
+                                         << false << okHead + "close\r\n\r\nok";
+        QTest::newRow("bare LF, sending side closed")
+            << ok << QByteArray("\r\nGET /a HTTP/1.1\nA: 1\n\n") << true << okHead + "keep-alive\r\n\r\nok";
+        QTest::newRow("closed within the head") << ok << QByteArray("GET /a HT") << true << QByteArray();
+        const QByteArray badRequest = "HTTP/1.1 400 Bad Request\r\n...";
+        QTest::newRow("CR inside a field")
+            << ok << QByteArray("GET /a HTTP/1.1\r\nHost: a\rb\r\n\r\n") << false << badRequest;
+        QTest::newRow("escape character")
+            << ok << QByteArray("GET /\x1b[2J HTTP/1.1\r\n\r\n") << false << badRequest;
+        QTest::newRow("folded line") << ok << QByteArray("GET /a HTTP/1.1\r\nA: 1\r\n 2\r\n\r\n") << false
+                                     << badRequest;
+        QTest::newRow("no HTTP/1 version")
+            << ok << QByteArray("GET /a HTTP/2\r\n\r\n") << false << badRequest;
+        QTest::newRow("target not a path")
+            << ok << QByteArray("GET http://h/a HTTP/1.1\r\n\r\n") << false << badRequest;
+        QTest::newRow("negative length")
+            << ok << QByteArray("POST /a HTTP/1.1\r\nContent-Length: -1\r\n\r\n") << false << badRequest;
+        QTest::newRow("chunked request body")
+            << ok
+            << QByteArray("POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n")
+            << false << badRequest;
+        QTest::newRow("endless head") << ok << "GET /a HTTP/1.1\r\nX: " + QByteArray(100 * 1024, 'x') << false
+                                      << QByteArray("HTTP/1.1 431 Request Header Fields Too Large\r\n...");
     }
 
-    void deliveryShapesTheWire()
+    // Every request ends with its answers and a close; the server lets go
+    // of the connection.
+    void wire()
     {
         QFETCH(HttpResponse, response);
+        QFETCH(QByteArray, request);
+        QFETCH(QByteArray, wire);
         start();
         responses.insert(QStringLiteral("/a"), response);
         RawClient client(server->serverPort());
-        client.send(closingGet);
-        QVERIFY(client.waitForClose());
-        QTEST(client.received, "wire");
-    }
-
-    // Every such request ends with an answer or a clean close, and the
-    // server lets go of the connection.
-    void oddRequestsGetAnAnswerOrAClose_data()
-    {
-        QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<bool>("halfClose");
-        QTest::addColumn<QByteArray>("statusLine"); // empty: closed without an answer
-
-        QTest::newRow("bare LF") << QByteArray("GET /a HTTP/1.1\nConnection: close\n\n") << false
-                                 << QByteArray("HTTP/1.1 200 OK");
-        QTest::newRow("half-closed after the request")
-            << QByteArray("GET /a HTTP/1.1\r\n\r\n") << true << QByteArray("HTTP/1.1 200 OK");
-        QTest::newRow("half-closed within the head") << QByteArray("GET /a HT") << true << QByteArray();
-        QTest::newRow("CR inside a field") << QByteArray("GET /a HTTP/1.1\r\nHost: a\rb\r\n\r\n") << false
-                                           << QByteArray("HTTP/1.1 400 Bad Request");
-        QTest::newRow("chunked request body")
-            << QByteArray("POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n")
-            << false << QByteArray("HTTP/1.1 400 Bad Request");
-        QTest::newRow("endless head") << "GET /a HTTP/1.1\r\nX: " + QByteArray(100 * 1024, 'x') << false
-                                      << QByteArray("HTTP/1.1 431 Request Header Fields Too Large");
-    }
-
-    void oddRequestsGetAnAnswerOrAClose()
-    {
-        QFETCH(QByteArray, request);
-        QFETCH(bool, halfClose);
-        QFETCH(QByteArray, statusLine);
-        start();
-        RawClient client(server->serverPort());
         client.send(request);
+        QFETCH(bool, halfClose);
         if (halfClose)
-            client.halfClose();
+            ::shutdown(int(client.socket.socketDescriptor()), SHUT_WR);
         QVERIFY(client.waitForClose());
-        QCOMPARE(client.received.left(client.received.indexOf("\r\n")), statusLine);
+        if (wire.endsWith("..."))
+            QCOMPARE(client.received.left(wire.size() - 3), wire.chopped(3));
+        else
+            QCOMPARE(client.received, wire);
         QTRY_COMPARE(server->connectionCount(), 0);
     }
 
@@ -166,15 +180,15 @@ private slots:
         // Far less read-ahead than the requests take, so reading has to
         // stop and start again many times.
         start({ .readAheadBytes = 256 });
-        for (int i = 0; i < 100; ++i)
+        QByteArray requests;
+        for (int i = 0; i < 100; ++i) {
             responses.insert(
                 QStringLiteral("/%1").arg(i), HttpResponse { .body = "<" + QByteArray::number(i) + ">" });
-        QByteArray requests;
-        for (int i = 0; i < 100; ++i)
             requests += "GET /" + QByteArray::number(i) + " HTTP/1.1\r\nContent-Length: 4\r\n\r\nbody";
+        }
         RawClient client(server->serverPort());
         client.send(requests + closingGet);
-        QVERIFY(client.waitForClose(10000));
+        QVERIFY(client.waitForClose());
         qsizetype at = 0;
         for (int i = 0; i < 100 && at >= 0; ++i)
             at = client.received.indexOf("\r\n\r\n<" + QByteArray::number(i) + ">", at);
@@ -188,7 +202,6 @@ private slots:
     void sendingWhileAnsweredStaysBounded_data()
     {
         QTest::addColumn<HttpResponse>("response");
-
         QTest::newRow("answer pending") << HttpResponse { .silent = true };
         QTest::newRow("answer being written")
             << HttpResponse { .body = QByteArray(1000, 'b'), .pieceSize = 1, .pieceDelayMs = 100 };
@@ -202,78 +215,58 @@ private slots:
         RawClient client(server->serverPort());
         const qint64 flood = 96 * 1024 * 1024;
         client.send("GET /a HTTP/1.1\r\n\r\n" + QByteArray(flood, 'x'));
-        // Wait until the client's sending stalls (at most 20 s).
-        qint64 left = client.socket.bytesToWrite();
-        for (int i = 0; i < 100; ++i) {
-            QTest::qWait(200);
-            if (client.socket.bytesToWrite() == left)
-                break;
-            left = client.socket.bytesToWrite();
-        }
-        const qint64 taken = flood - left;
+        // Sending has stalled once a while passes without a byte written.
+        QSignalSpy written(&client.socket, &QTcpSocket::bytesWritten);
+        while (written.wait(500)) { }
+        const qint64 taken = flood - client.socket.bytesToWrite();
         QVERIFY2(taken < 32 * 1024 * 1024, qPrintable(QString::number(taken)));
     }
 
+    // The idle timeout ends a half-sent head, a connection left idle after
+    // its answer and a stalled reader; not a slow reader, nor an answer the
+    // server itself paces.
     void idleTimeout_data()
     {
         QTest::addColumn<QByteArray>("request");
-        QTest::addColumn<bool>("closed");
-
-        QTest::newRow("half-sent head") << QByteArray("GET /a HTTP/1.1\r\nHost: ") << true;
-        QTest::newRow("nothing after an answer") << QByteArray("GET /a HTTP/1.1\r\n\r\n") << true;
-        QTest::newRow("answer not read") << QByteArray("GET /large HTTP/1.1\r\n\r\n") << true;
-        // The client waits for an answer until its user gives up.
-        QTest::newRow("answer never coming") << QByteArray("GET /silent HTTP/1.1\r\n\r\n") << false;
+        QTest::addColumn<HttpResponse>("response");
+        QTest::addColumn<bool>("read"); // the client reads the answer
+        QTest::addColumn<bool>("whole"); // and gets it all
+        const HttpResponse large { .body = QByteArray(32 * 1024 * 1024, 'l') };
+        QTest::newRow("half-sent head") << QByteArray("GET /a HTTP/1.1\r\nHost: ") << large << true << false;
+        QTest::newRow("nothing after an answer")
+            << QByteArray("GET /b HTTP/1.1\r\n\r\n") << large << true << false;
+        QTest::newRow("answer not read") << closingGet << large << false << false;
+        QTest::newRow("answer read slowly") << closingGet << large << true << true;
+        QTest::newRow("server paces")
+            << closingGet << HttpResponse { .body = "pc", .pieceSize = 1, .pieceDelayMs = 600 } << true
+            << true;
     }
 
     void idleTimeout()
     {
         QFETCH(QByteArray, request);
-        QFETCH(bool, closed);
-        start({ .idleTimeoutMs = 200 });
-        responses.insert(QStringLiteral("/silent"), HttpResponse { .silent = true });
-        responses.insert(
-            QStringLiteral("/large"), HttpResponse { .body = QByteArray(64 * 1024 * 1024, 'l') });
-        RawClient client(server->serverPort());
-        // This client takes in at most a little of any answer.
-        client.socket.disconnect(&client.socket);
-        client.socket.setReadBufferSize(1024);
-        client.send(request);
-        if (closed) {
-            // Filling the network's buffers first can take a while.
-            QTRY_COMPARE_WITH_TIMEOUT(server->connectionCount(), 0, 10000);
-        } else {
-            QTest::qWait(1000);
-            QCOMPARE(server->connectionCount(), 1);
-        }
-    }
-
-    // The idle timeout ends a stalled reader, not a slow one, nor an answer
-    // the server itself paces.
-    void slowAnswersKeepTheirConnection_data()
-    {
-        QTest::addColumn<HttpResponse>("response");
-
-        QTest::newRow("client reads slowly") << HttpResponse { .body = QByteArray(32 * 1024 * 1024, 's') };
-        QTest::newRow("server paces")
-            << HttpResponse { .body = "paced", .pieceSize = 1, .pieceDelayMs = 150 };
-    }
-
-    void slowAnswersKeepTheirConnection()
-    {
         QFETCH(HttpResponse, response);
-        start({ .idleTimeoutMs = 100 });
+        QFETCH(bool, read);
+        QFETCH(bool, whole);
+        start({ .idleTimeoutMs = 500 });
         responses.insert(QStringLiteral("/a"), response);
         RawClient client(server->serverPort());
+        // This client takes in at most a few megabytes of an answer at a time.
         client.socket.disconnect(&client.socket);
-        client.socket.setReadBufferSize(1024 * 1024);
-        client.send(closingGet);
+        client.socket.setReadBufferSize(4 << 20);
+        client.send(request);
         const QByteArray expected = response.head(response.bodySize(), false) + response.body;
-        for (int i = 0; i < 500 && client.received.size() < expected.size(); ++i) {
-            QTest::qWait(20);
-            client.received += client.socket.read(1024 * 1024);
-        }
-        QVERIFY(client.received == expected);
+        bool accepted = false;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                client.received += read ? client.socket.read(4 << 20) : QByteArray();
+                accepted = accepted || server->connectionCount() > 0;
+                return read ? client.socket.state() == QAbstractSocket::UnconnectedState
+                        && client.socket.bytesAvailable() == 0
+                            : accepted && server->connectionCount() == 0;
+            },
+            30000));
+        QCOMPARE(client.received == expected, whole);
     }
 
     void clientsBeyondTheCapWait()
@@ -284,13 +277,10 @@ private slots:
         QTRY_COMPARE(server->connectionCount(), 2);
         RawClient third(server->serverPort());
         third.send(closingGet);
-        QTest::qWait(300);
-        QCOMPARE(server->connectionCount(), 2);
-        QVERIFY(third.received.isEmpty());
-
-        first.socket.abort();
+        second.send(closingGet);
         QVERIFY(third.waitForClose());
         QVERIFY(third.received.startsWith("HTTP/1.1 200 OK"));
+        QCOMPARE(busiest, 2);
     }
 
     // With no file descriptor left, accepting fails; the server tries again
@@ -309,6 +299,7 @@ private slots:
                 else
                     passOn(type, context, text);
             });
+        const auto restoreHandler = qScopeGuard([] { qInstallMessageHandler(passOn); });
         rlimit original {};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &original), 0);
         QList<int> fillers;
@@ -319,7 +310,6 @@ private slots:
             setrlimit(RLIMIT_NOFILE, &original);
         };
         const auto freeOnFailure = qScopeGuard(freeDescriptors);
-        const auto restoreHandler = qScopeGuard([] { qInstallMessageHandler(passOn); });
         rlimit lowered = original;
         lowered.rlim_cur = std::min<rlim_t>(original.rlim_cur, 4096);
         QCOMPARE(setrlimit(RLIMIT_NOFILE, &lowered), 0);
@@ -331,18 +321,18 @@ private slots:
 
         RawClient waiting(server->serverPort());
         waiting.send(closingGet);
-        QTest::qWait(1000);
-        QVERIFY2(failures >= 1 && failures <= 20, qPrintable(QString::number(failures)));
+        QVERIFY(QTest::qWaitFor([] { return failures >= 1; }, 10000));
+        // A server that tried again at once would fail thousands of times
+        // in a few of its pauses.
+        QTest::qWait(300);
+        QVERIFY2(failures <= 20, qPrintable(QString::number(failures)));
         freeDescriptors();
         QVERIFY(waiting.waitForClose());
         QVERIFY(waiting.received.startsWith("HTTP/1.1 200 OK"));
-
-        failures = 0;
         RawClient later(server->serverPort());
         later.send(closingGet);
         QVERIFY(later.waitForClose());
         QVERIFY(later.received.startsWith("HTTP/1.1 200 OK"));
-        QCOMPARE(int(failures), 0);
     }
 
     // The log line is made by one arg() call, so "%1" in a request is text.
@@ -358,5 +348,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHttpConnection)
-#include "tst_httpconnection.moc"
+QTEST_GUILESS_MAIN(TestHttpServer)
+#include "tst_httpserver.moc"
