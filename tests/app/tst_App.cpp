@@ -11,14 +11,16 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 using Doubles = QList<double>;
 
 namespace {
 
-const QString area1 = QStringLiteral("1° (lon) by 0.5° (lat)");
-const QString area025 = QStringLiteral("0.25° (lon) by 0.125° (lat)");
+const QString area1 = u"1° (lon) by 0.5° (lat)"_s;
+const QString area025 = u"0.25° (lon) by 0.125° (lat)"_s;
 // What a settings dialog on an empty store shows, in the order of shown().
-const QVariantList defaults { 0, 0, QStringLiteral("."), 0, 8000, false, false };
+const QVariantList defaults { 0, 0, u"."_s, 0, 8000, false, false };
 
 // Value or single step of North, South, West and East.
 Doubles spinBoxes(const MainDialog& d, double (QDoubleSpinBox::*get)() const)
@@ -47,7 +49,7 @@ class TestApp : public QObject {
     Q_OBJECT
 
 private slots:
-    void init() { QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).clear(); }
+    void init() { QSettings(u"Brenholt"_s, u"relka"_s).clear(); }
 
     // "hh:mm:ss.zzz: message" CR LF in Latin-1, appended to messages.txt in
     // the working directory as it is stored at each call. A line for a
@@ -55,18 +57,18 @@ private slots:
     void logLines()
     {
         QTemporaryDir directory;
-        SettingsStore::setWorkingDirectory(directory.filePath(QStringLiteral("missing")));
-        MessageLog::append(QStringLiteral("lost"));
+        SettingsStore::setWorkingDirectory(directory.filePath(u"missing"_s));
+        MessageLog::append(u"lost"_s);
         SettingsStore::setWorkingDirectory(directory.path());
-        for (const QString& message : { QStringLiteral("%1 of %2"), QStringLiteral("40.5° a\u20acb") })
+        for (const QString& message : { u"%1 of %2"_s, u"40.5° a\u20acb"_s })
             MessageLog::append(message);
         QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
             QStringList { "messages.txt" });
-        QFile file(directory.filePath(QStringLiteral("messages.txt")));
+        QFile file(directory.filePath(u"messages.txt"_s));
         QVERIFY(file.open(QIODevice::ReadOnly));
-        static const QRegularExpression stamp(QStringLiteral("(?m)^\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d: "));
-        QCOMPARE(QString::fromLatin1(file.readAll()).replace(stamp, QStringLiteral("T ")),
-            QStringLiteral("T %1 of %2\r\nT 40.5\u00b0 a?b\r\n"));
+        static const QRegularExpression stamp(u"(?m)^\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d: "_s);
+        QCOMPARE(QString::fromLatin1(file.readAll()).replace(stamp, u"T "_s),
+            u"T %1 of %2\r\nT 40.5\u00b0 a?b\r\n"_s);
     }
 
     void startUp_data()
@@ -80,9 +82,9 @@ private slots:
                   double width) { QTest::newRow(name) << area << stored << rectangle << width; };
         row("empty store", QString(), {}, { 40.5, 40.5, -105, -105 }, 0);
         row("2x1 recentred as 1x0.5", area1, { 41, 40, -106, -104 }, { 40.75, 40.25, -105.5, -104.5 }, 1);
-        row("2x1 clamped north and west", QStringLiteral("2° (lon) by 1° (lat)"),
-            { 89.75, 89.75, -179.5, -179.5 }, { 90, 89.25, -180, -178.5 }, 2);
-        row("text appended, clamped south and east", QStringLiteral("0.5° (lon) by 0.25° (lat) (large)"),
+        row("2x1 clamped north and west", u"2° (lon) by 1° (lat)"_s, { 89.75, 89.75, -179.5, -179.5 },
+            { 90, 89.25, -180, -178.5 }, 2);
+        row("text appended, clamped south and east", u"0.5° (lon) by 0.25° (lat) (large)"_s,
             { -89.9, -89.9, 179.8, 179.8 }, { -89.775, -90, 179.55, 180 }, 0.5);
         row("rounded to 5 decimals", area025, { 10.123456, 10.123456, 20.987654, 20.987654 },
             { 10.18596, 10.06096, 20.86265, 21.11265 }, 0.25);
@@ -145,7 +147,7 @@ private slots:
             openedWithOk = okEnabled(*dialog);
             dialog->comboBoxDownloadArea->setCurrentIndex(area);
             dialog->comboBoxElevationDataSource->setCurrentIndex(source);
-            dialog->lineEditWorkingDirectory->setText(QStringLiteral(" not/checked "));
+            dialog->lineEditWorkingDirectory->setText(u" not/checked "_s);
             dialog->spinBoxMinimum->setValue(900000);
             dialog->spinBoxMaximum->setValue(-500);
             dialog->checkBoxVerbose->setChecked(true);
@@ -159,14 +161,14 @@ private slots:
         QVERIFY(openedWithOk);
         QCOMPARE(okWas, accepted);
         QCOMPARE(window.isVerbose(), accepted);
-        const QVariantList chosen { area, source, QStringLiteral(" not/checked "), 900000, -500, true, true };
+        const QVariantList chosen { area, source, u" not/checked "_s, 900000, -500, true, true };
         QCOMPARE(shown(SettingsDialog()),
-            accepted ? chosen : (QVariantList { 1, 3, QStringLiteral("."), 0, 8000, true, false }));
+            accepted ? chosen : (QVariantList { 1, 3, u"."_s, 0, 8000, true, false }));
         const double height = 1.0 / (1 << (accepted ? area : 1));
         const Doubles resized { 40.5 + height / 2, 40.5 - height / 2, -105 - height, -105 + height };
         QCOMPARE(spinBoxes(window, &QDoubleSpinBox::value), resized);
         // Texts stored must match an entry exactly; any palette but 2 is palette 1.
-        SettingsStore::setDownloadArea(QStringLiteral("1° (lon)"));
+        SettingsStore::setDownloadArea(u"1° (lon)"_s);
         SettingsStore::setElevationDataSource(SettingsStore::elevationDataSources().at(2).toUpper());
         SettingsStore::setPaletteNumber(3);
         QCOMPARE(shown(SettingsDialog()).mid(0, 2) + shown(SettingsDialog()).mid(6),
@@ -178,7 +180,7 @@ private slots:
     // results on disk.
     void windowDrivesTheRun()
     {
-        SimProcess sim({ QStringLiteral("--refresh-seconds"), QStringLiteral("0") });
+        SimProcess sim({ u"--refresh-seconds"_s, u"0"_s });
         QVERIFY(sim.isRunning());
         for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
             qputenv(variable, sim.url(QString()).authority().toLatin1());
@@ -202,7 +204,7 @@ private slots:
                 && !dialog.pushButtonCancel->isEnabled() && dialog.progressBarOverall->maximum() == 1;
         };
 
-        dialog.lineEditAddress->setText(QStringLiteral("1600 Pennsylvania Avenue, Washington, DC"));
+        dialog.lineEditAddress->setText(u"1600 Pennsylvania Avenue, Washington, DC"_s);
         dialog.pushButtonGeocode->click();
         QVERIFY(!idle());
         QVERIFY(QTest::qWaitFor(idle, 30000));
@@ -211,7 +213,7 @@ private slots:
         QVERIFY(dialog.pushButtonDownload->isDefault());
 
         dialog.pushButtonDownload->click();
-        QCOMPARE(dialog.labelTextureFile->text(), QStringLiteral("Waiting for texture file..."));
+        QCOMPARE(dialog.labelTextureFile->text(), u"Waiting for texture file..."_s);
         QVERIFY(!dialog.pushButtonDownload->isEnabled() && dialog.pushButtonCancel->isEnabled());
         QCOMPARE(dialog.progressBarOverall->maximum(), 0);
         dialog.pushButtonCancel->click();
@@ -222,10 +224,9 @@ private slots:
         QImage result(400, 200, QImage::Format_RGB32);
         result.fill(Qt::darkGreen);
         for (const char* suffix : { "-el-corr.png", "-el-col-scaled.png" })
-            QVERIFY(result.save(
-                work.path() + QStringLiteral("/38.96020N-38.83520S_-77.16150W--76.91150E") + suffix));
+            QVERIFY(result.save(work.path() + u"/38.96020N-38.83520S_-77.16150W--76.91150E"_s + suffix));
         dialog.pushButtonDownload->click();
-        QCOMPARE(boxes, QStringList { QStringLiteral("Download and post processing finished!") });
+        QCOMPARE(boxes, QStringList { u"Download and post processing finished!"_s });
         QVERIFY(idle() && dialog.pushButtonGeocode->isDefault() && dialog.lineEditAddress->hasFocus());
         for (QProgressBar* bar : dialog.findChildren<QProgressBar*>())
             QCOMPARE(bar->value(), bar->maximum());

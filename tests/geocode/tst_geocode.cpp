@@ -7,6 +7,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 Q_DECLARE_METATYPE(std::optional<double>)
 
 // The geocoder's request and its page, and a geocoding against the
@@ -34,9 +36,9 @@ private slots:
     void query()
     {
         QFETCH(QString, address);
-        const GeocodeQuery query(ServiceEndpoint(QStringLiteral("geocoder.example")), address);
+        const GeocodeQuery query(ServiceEndpoint(u"geocoder.example"_s), address);
         QTEST(query.path(), "path");
-        QVERIFY(query.url().startsWith(QLatin1String("http://geocoder.example/demo.cgi?address=")));
+        QVERIFY(query.url().startsWith(u"http://geocoder.example/demo.cgi?address="_s));
     }
 
     void page_data()
@@ -80,9 +82,9 @@ private slots:
     {
         RunFixture run;
         QVERIFY(run.isReady());
-        DownloadRun& downloadRun = run.start({ .area = QStringLiteral("1° (lon) by 0.5° (lat)") });
+        DownloadRun& downloadRun = run.start({ .area = u"1° (lon) by 0.5° (lat)"_s });
         QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
-        downloadRun.geocode(QStringLiteral("1600 Pennsylvania Avenue, Washington, DC#Suite 5"));
+        downloadRun.geocode(u"1600 Pennsylvania Avenue, Washington, DC#Suite 5"_s);
         QVERIFY(run.controlsLocked());
         QVERIFY(answered.wait(RunFixture::patience()));
         QVERIFY(!run.controlsLocked() && answered.at(0).at(0).toBool());
@@ -95,7 +97,7 @@ private slots:
         const QList<double> expected { 39.1477, 38.6477, -77.5365, -76.5365 };
         QCOMPARE((QList<double> { north, south, west, east }), expected);
 
-        QFile debugFile(run.workingDirectory() + QStringLiteral("/debugGeocode.txt"));
+        QFile debugFile(run.workingDirectory() + u"/debugGeocode.txt"_s);
         QVERIFY(debugFile.open(QIODevice::ReadOnly));
         const QByteArray copy = debugFile.readAll();
         QVERIFY(copy.startsWith("geocodeRequestFinished:\r\n<html>") && copy.endsWith("</html>\r\n\r\n"));

@@ -12,6 +12,8 @@
 #include <QTest>
 #include <QThread>
 
+using namespace Qt::StringLiterals;
+
 using Response = TestHttpServer::Response;
 Q_DECLARE_METATYPE(Response)
 
@@ -24,24 +26,23 @@ struct EventLog {
     EventLog(HttpClient& client, TestHttpServer& server)
     {
         QObject::connect(&client, &HttpClient::requestStarted, &client,
-            [this](int id) { events << QStringLiteral("started %1").arg(id - base); });
+            [this](int id) { events << u"started %1"_s.arg(id - base); });
         QObject::connect(
             &client, &HttpClient::responseHeaderReceived, &client, [this](const HttpResponseHeader& h) {
                 headers << h;
-                events << QStringLiteral("header %1 %2").arg(h.statusCode()).arg(h.reasonPhrase());
+                events << u"header %1 %2"_s.arg(h.statusCode()).arg(h.reasonPhrase());
             });
         QObject::connect(&client, &HttpClient::dataReadProgress, &client, [this](int done, int total) {
             progress.append({ done, total });
             // How many pieces arrive depends on the network: one line per run.
-            if (events.value(events.size() - 1) != QLatin1String("progress"))
-                events << QStringLiteral("progress");
+            if (events.value(events.size() - 1) != u"progress"_s)
+                events << u"progress"_s;
         });
-        QObject::connect(&client, &HttpClient::requestFinished, &client, [this](int id, bool error) {
-            events << QStringLiteral("finished %1 %2").arg(id - base).arg(int(error));
-        });
+        QObject::connect(&client, &HttpClient::requestFinished, &client,
+            [this](int id, bool error) { events << u"finished %1 %2"_s.arg(id - base).arg(int(error)); });
         QObject::connect(
             &server, &TestHttpServer::requestReceived, &client, [this](const TestHttpServer::Request& r) {
-                events << QStringLiteral("server ") + QString::fromLatin1(r.target);
+                events << u"server "_s + QString::fromLatin1(r.target);
             });
     }
 
@@ -53,7 +54,7 @@ struct EventLog {
 
 qint64 residentBytes()
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
         return 0;
     for (const QByteArray& line : status.readAll().split('\n')) {
@@ -80,13 +81,13 @@ class TestHttp : public QObject {
     bool finish(int id, bool error, bool after = false)
     {
         const auto reported = [this](int which, bool failed) {
-            const QString line = QStringLiteral("finished %1 %2").arg(which).arg(int(failed));
+            const QString line = u"finished %1 %2"_s.arg(which).arg(int(failed));
             return QTest::qWaitFor([&] { return log->events.contains(line); }, 30000);
         };
         if (!reported(id, error) || !after)
             return !after;
         client->setHost(server->host(), server->port());
-        return reported(client->get(QStringLiteral("/after")) - log->base, false);
+        return reported(client->get(u"/after"_s) - log->base, false);
     }
 
 private slots:
@@ -218,7 +219,7 @@ private slots:
 
         QCOMPARE(buffer.data().left(body.size()), body);
         QVERIFY(error.isEmpty() ? buffer.size() == body.size() : !log->events.contains("started 3"));
-        if (error == QLatin1String("*"))
+        if (error == u"*"_s)
             QVERIFY(client->errorString() != HttpClient().errorString());
         else if (!error.isEmpty())
             QCOMPARE(client->errorString(), error);
@@ -292,7 +293,7 @@ private slots:
     void endlessBodyStaysBounded()
     {
         // A server of its own process keeps sending while this thread sleeps.
-        SimProcess sim({ QStringLiteral("--endless-body"), QStringLiteral("/12/") });
+        SimProcess sim({ u"--endless-body"_s, u"/12/"_s });
         QVERIFY(sim.isRunning());
         client->setHost(sim.url(QString()).host(), quint16(sim.url(QString()).port()));
         const qint64 before = residentBytes();
@@ -306,8 +307,8 @@ private slots:
         });
         client->get("/12/100/100.png");
         QVERIFY(finish(2, true));
-        QVERIFY2(peak - before < 64 * 1024 * 1024,
-            qPrintable(QStringLiteral("grew by %1 MiB").arg((peak - before) >> 20)));
+        QVERIFY2(
+            peak - before < 64 * 1024 * 1024, qPrintable(u"grew by %1 MiB"_s.arg((peak - before) >> 20)));
     }
 
     void endpoint_data()

@@ -14,6 +14,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 Q_DECLARE_METATYPE(HttpResponse)
 
 namespace {
@@ -83,7 +85,7 @@ private slots:
         QTest::addColumn<QByteArray>("request");
         QTest::addColumn<bool>("halfClose"); // the client sends nothing more
         QTest::addColumn<QByteArray>("wire"); // all the answer, or its start before "..."
-        QFile file(directory.filePath(QStringLiteral("body.txt")));
+        QFile file(directory.filePath(u"body.txt"_s));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("hello") == 5);
         const HttpResponse ok { .body = "ok" };
         const QByteArray chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: ";
@@ -161,7 +163,7 @@ private slots:
         QFETCH(QByteArray, request);
         QFETCH(QByteArray, wire);
         start();
-        responses.insert(QStringLiteral("/a"), response);
+        responses.insert(u"/a"_s, response);
         RawClient client(server->serverPort());
         client.send(request);
         QFETCH(bool, halfClose);
@@ -182,8 +184,7 @@ private slots:
         start({ .readAheadBytes = 256 });
         QByteArray requests;
         for (int i = 0; i < 100; ++i) {
-            responses.insert(
-                QStringLiteral("/%1").arg(i), HttpResponse { .body = "<" + QByteArray::number(i) + ">" });
+            responses.insert(u"/%1"_s.arg(i), HttpResponse { .body = "<" + QByteArray::number(i) + ">" });
             requests += "GET /" + QByteArray::number(i) + " HTTP/1.1\r\nContent-Length: 4\r\n\r\nbody";
         }
         RawClient client(server->serverPort());
@@ -211,7 +212,7 @@ private slots:
     {
         QFETCH(HttpResponse, response);
         start();
-        responses.insert(QStringLiteral("/a"), response);
+        responses.insert(u"/a"_s, response);
         RawClient client(server->serverPort());
         const qint64 flood = 96 * 1024 * 1024;
         client.send("GET /a HTTP/1.1\r\n\r\n" + QByteArray(flood, 'x'));
@@ -249,7 +250,7 @@ private slots:
         QFETCH(bool, read);
         QFETCH(bool, whole);
         start({ .idleTimeoutMs = 500 });
-        responses.insert(QStringLiteral("/a"), response);
+        responses.insert(u"/a"_s, response);
         RawClient client(server->serverPort());
         // This client takes in at most a few megabytes of an answer at a time.
         client.socket.disconnect(&client.socket);
@@ -294,7 +295,7 @@ private slots:
         failures = 0;
         passOn = qInstallMessageHandler(
             [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-                if (text.startsWith(QLatin1String("accepting a connection failed")))
+                if (text.startsWith(u"accepting a connection failed"_s))
                     failures.fetchAndAddRelaxed(1);
                 else
                     passOn(type, context, text);
@@ -338,7 +339,7 @@ private slots:
     // The log line is made by one arg() call, so "%1" in a request is text.
     void requestTextIsNoLogPlaceholder()
     {
-        QLoggingCategory::setFilterRules(QStringLiteral("relka.httpserver.info=true"));
+        QLoggingCategory::setFilterRules(u"relka.httpserver.info=true"_s);
         start();
         QTest::ignoreMessage(QtInfoMsg, "127.0.0.1 \"GET /%1%2?q=%3 HTTP/1.1\" 200 2 bytes");
         RawClient client(server->serverPort());

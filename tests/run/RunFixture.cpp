@@ -11,6 +11,8 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The preview labels' size in the window as it opens.
@@ -25,18 +27,16 @@ RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
         qputenv(variable, authority().toLatin1());
     clock.start();
     MessageLog::setEcho([this](const QString& line) {
-        static const QRegularExpression id(QStringLiteral("\\((\\d+), ([01])\\)"));
-        static const QRegularExpression requestId(QStringLiteral("requestId = \\d+"));
-        lines.append(QString(line)
-                         .replace(id, QStringLiteral("(#, \\2)"))
-                         .replace(requestId, QStringLiteral("requestId = #")));
+        static const QRegularExpression id(u"\\((\\d+), ([01])\\)"_s);
+        static const QRegularExpression requestId(u"requestId = \\d+"_s);
+        lines.append(QString(line).replace(id, u"(#, \\2)"_s).replace(requestId, u"requestId = #"_s));
         times.append(clock.elapsed());
         if (triggerAction && lines.last() == triggerLine)
             QTimer::singleShot(0, downloadRun.get(), std::exchange(triggerAction, {}));
     });
     MessageBoxes::setHandler([this](MessageBoxes::Icon, QWidget*, const QString& title, const QString& text,
                                  MessageBoxes::Buttons buttons) {
-        boxTexts.append(title + QLatin1String(": ") + text);
+        boxTexts.append(title + u": "_s + text);
         return buttons.testFlag(MessageBoxes::Ignore) ? MessageBoxes::Ignore : MessageBoxes::Ok;
     });
 }
@@ -60,7 +60,7 @@ QString RunFixture::authority() const { return sim->url(QString()).authority(); 
 
 DownloadRun& RunFixture::start(const Settings& settings)
 {
-    QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).clear();
+    QSettings(u"Brenholt"_s, u"relka"_s).clear();
     SettingsStore::setDownloadArea(settings.area);
     SettingsStore::setElevationDataSource(settings.source);
     SettingsStore::setVerbose(settings.verbose);
@@ -77,12 +77,6 @@ void RunFixture::record(DownloadRun& run)
 {
     QObject::connect(&run, &DownloadRun::controlsLocked, [this](bool on) { locked = on; });
     QObject::connect(&run, &DownloadRun::busyChanged, [this](bool on) { busy = on; });
-    QObject::connect(&run, &DownloadRun::stageRangeChanged,
-        [this](DownloadRun::Stage stage, int maximum) { bars[int(stage)].maximum = maximum; });
-    QObject::connect(&run, &DownloadRun::stageValueChanged,
-        [this](DownloadRun::Stage stage, int value) { bars[int(stage)].value = value; });
-    QObject::connect(&run, &DownloadRun::stageCompleted,
-        [this](DownloadRun::Stage stage) { bars[int(stage)].value = bars[int(stage)].maximum; });
     QObject::connect(&run, &DownloadRun::previewChanged,
         [this](DownloadRun::Preview which, const QImage& image) { previews[int(which)] = image; });
     QObject::connect(&run, &DownloadRun::pageShown, [this](const QString& text) { label = text; });
@@ -108,9 +102,8 @@ QString RunFixture::baseFileName() const
 QStringList RunFixture::elevationLog() const
 {
     QStringList elevation = lines;
-    elevation.removeIf([](const QString& line) {
-        return line.startsWith(QLatin1String("OpenStreetMap"), Qt::CaseInsensitive);
-    });
+    elevation.removeIf(
+        [](const QString& line) { return line.startsWith(u"OpenStreetMap"_s, Qt::CaseInsensitive); });
     return elevation;
 }
 
@@ -135,9 +128,18 @@ int RunFixture::patience()
     return 300000 * std::max(1, qEnvironmentVariableIntValue("RELKA_TEST_TIME_FACTOR"));
 }
 
-bool RunFixture::waitFor(const std::function<bool()>& condition) const
+bool RunFixture::waitFor(const std::function<bool()>& condition)
 {
     return QTest::qWaitFor(condition, patience());
+}
+
+void RunFixture::startRelkaRun(
+    QProcess& child, const QString& directory, double west, const QStringList& more)
+{
+    child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
+        QStringList { "--north", "40.25", "--west", QString::number(west), "--area", "0.25", "--source",
+            "srtm3", "--workdir", directory }
+            + more);
 }
 
 bool RunFixture::waitForLine(const QString& line, int milliseconds) const

@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QImage>
+#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -14,7 +15,7 @@
 // A download run without a window, pointed at a simulator of its own, with
 // a working directory in a temporary folder (the settings store is the
 // test's isolated one, cleared by start()). It records what the window
-// would show: controls, bars, previews, the message label. Message boxes are
+// would show: controls, previews, the message label. Message boxes are
 // answered (Ok, or Ignore for questions) and recorded; the message log is
 // captured with the request ids replaced by '#'.
 //
@@ -22,20 +23,24 @@
 // against a hang: it is generous and grows with RELKA_TEST_TIME_FACTOR.
 class RunFixture {
 public:
+    // The rectangle most runs take: 24 x 16 tiles at zoom 15, an archive of
+    // SRTM 3 samples.
+    static inline const QString area = QStringLiteral("0.25° (lon) by 0.125° (lat)");
+    static inline const QString srtm3
+        = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]");
+    // In the working directory.
+    static inline const QString baseName = QStringLiteral("/40.25000N-40.12500S_-106.00000W--105.75000E");
+    static constexpr int tileCount = 24 * 16;
+
     struct Settings {
-        QString area;
-        QString source;
+        QString area = RunFixture::area;
+        QString source = srtm3;
         bool verbose = false;
         double north = 40.25;
         double west = -106.0;
         // Empty: the fixture's temporary folder.
         QString workingDirectory;
     };
-    struct Bar {
-        int value = 0;
-        int maximum = 100;
-    };
-
     // program: the server to start, relka-sim unless named.
     explicit RunFixture(
         const QStringList& simOptions = {}, const QString& program = SimProcess::executable());
@@ -64,7 +69,10 @@ public:
     void clearLog();
     // The limit of every wait, in milliseconds.
     static int patience();
-    bool waitFor(const std::function<bool()>& condition) const;
+    static bool waitFor(const std::function<bool()>& condition);
+    // Starts relka-run on the rectangle with the given west border.
+    static void startRelkaRun(
+        QProcess& child, const QString& directory, double west = -106, const QStringList& more = {});
     // Waits until the log holds the line (compared after the id rewrite).
     bool waitForLine(const QString& line, int milliseconds = patience()) const;
     // Runs action from the event loop as soon as the line is logged, also
@@ -74,7 +82,6 @@ public:
     // What the window would show.
     bool isIdle() const { return !locked && !busy; }
     bool controlsLocked() const { return locked; }
-    Bar bar(DownloadRun::Stage stage) const { return bars[int(stage)]; }
     QImage preview(DownloadRun::Preview which) const { return previews[int(which)]; }
     // The message label's text.
     QString message() const { return label; }
@@ -96,7 +103,6 @@ private:
     std::function<void()> triggerAction;
     bool locked = false;
     bool busy = false;
-    Bar bars[DownloadRun::stageCount];
     QImage previews[2];
     QString label;
     int stalls = 0;

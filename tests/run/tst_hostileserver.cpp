@@ -5,20 +5,19 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString area = QStringLiteral("0.25° (lon) by 0.125° (lat)");
-const QString srtm3 = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]");
-const QString summary = QStringLiteral("/Website/distreq/RequestSummary.jsp");
-const QString form = QStringLiteral("/Website/distreq/StartDownload.jsp");
-const QString archive = QStringLiteral("/Website/distreq/archive");
+const QString summary = u"/Website/distreq/RequestSummary.jsp"_s;
+const QString form = u"/Website/distreq/StartDownload.jsp"_s;
+const QString archive = u"/Website/distreq/archive"_s;
 // The first tile of the rectangle (north 40.25, west -106, zoom 15).
-const QString tile = QStringLiteral("/15/6735/12375.png");
-const QString geocoder = QStringLiteral("/demo.cgi");
-const QString tooLarge
-    = QStringLiteral("error: The answer to * is larger than 16777216 bytes; download aborted.");
-const QString aborted = QStringLiteral("Seamless: Download aborted.");
-const QString unzipped = QStringLiteral("Seamless: Unzip finished.");
+const QString tile = u"/15/6735/12375.png"_s;
+const QString geocoder = u"/demo.cgi"_s;
+const QString tooLarge = u"error: The answer to * is larger than 16777216 bytes; download aborted."_s;
+const QString aborted = u"Seamless: Download aborted."_s;
+const QString unzipped = u"Seamless: Unzip finished."_s;
 
 // How the run stands once the fault has struck.
 enum class End {
@@ -40,9 +39,7 @@ QStringList filesBelow(const QString& root)
 QStringList rasterFilesIn(const QString& directory)
 {
     return QDir(directory).entryList(
-        { QStringLiteral("*.bil"), QStringLiteral("*.hdr"), QStringLiteral("*.blw"), QStringLiteral("*.stx"),
-            QStringLiteral("*.prj") },
-        QDir::Files);
+        { u"*.bil"_s, u"*.hdr"_s, u"*.blw"_s, u"*.stx"_s, u"*.prj"_s }, QDir::Files);
 }
 
 // "*" stands for any text, the rest for itself.
@@ -51,7 +48,7 @@ QRegularExpression pattern(const QString& line)
     QStringList parts = line.split(u'*');
     for (QString& part : parts)
         part = QRegularExpression::escape(part);
-    return QRegularExpression(u'^' + parts.join(QStringLiteral(".*")) + u'$');
+    return QRegularExpression(u'^' + parts.join(u".*"_s) + u'$');
 }
 
 } // namespace
@@ -80,7 +77,7 @@ private slots:
                              const QStringList& lines, End end, const QString& label = {}) {
             QTest::newRow(name) << options << faulty << lines << end << label;
         };
-        const QString notFound = QStringLiteral("Seamless error: Download failed: Not Found.");
+        const QString notFound = u"Seamless error: Download failed: Not Found."_s;
         row("summary 204", { "--fail-status", "204:" + summary }, summary,
             { "Seamless error: Download failed: No Content." }, End::Idle, "No Content");
         row("form 304", { "--fail-status", "304:" + form }, form,
@@ -144,26 +141,22 @@ private slots:
         QFETCH(QString, faulty);
         QFETCH(QStringList, lines);
         QFETCH(End, end);
-        const bool tiles = faulty.startsWith(QLatin1String("/15/"));
+        const bool tiles = faulty.startsWith(u"/15/"_s);
         // The other branch is never answered.
-        options << QStringLiteral("--no-answer") << (tiles ? summary : QStringLiteral("/15/"));
-        RunFixture run(options
-            + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0"),
-                QStringLiteral("--cache-dir"), archives.path() });
+        options << u"--no-answer"_s << (tiles ? summary : u"/15/"_s);
+        RunFixture run(
+            options + QStringList { u"--refresh-seconds"_s, u"0"_s, u"--cache-dir"_s, archives.path() });
         QVERIFY(run.isReady());
         // Three levels down, so that a name climbing out would still land
         // in this folder, where it can be seen.
         QTemporaryDir root;
-        const QString work = root.filePath(QStringLiteral("a/b/c"));
+        const QString work = root.filePath(u"a/b/c"_s);
         QVERIFY(QDir().mkpath(work));
         // Without a faulty path the source is one the service does not know.
-        run.start({ .area = area,
-            .source = faulty.isEmpty() ? QStringLiteral("none") : srtm3,
-            .workingDirectory = work });
+        run.start({ .source = faulty.isEmpty() ? u"none"_s : RunFixture::srtm3, .workingDirectory = work });
         QList<QRegularExpression> patterns;
         for (const QString& line : lines)
-            patterns << pattern(
-                QString(line).replace(QLatin1String("%tile"), work + QStringLiteral("/15-06735-12375.png")));
+            patterns << pattern(QString(line).replace(u"%tile"_s, work + u"/15-06735-12375.png"_s));
         qsizetype found = 0;
         qsizetype scanned = 0;
         const auto seen = [&] {
@@ -176,14 +169,14 @@ private slots:
         const auto shown = [&] {
             QStringList log = run.log();
             log.removeIf([](const QString& line) {
-                return line.startsWith(QLatin1String("OpenStreetMap: Downloading"))
-                    || line.startsWith(QLatin1String("openStreetMapHttp"));
+                return line.startsWith(u"OpenStreetMap: Downloading"_s)
+                    || line.startsWith(u"openStreetMapHttp"_s);
             });
             return log.join(u'\n');
         };
 
         if (faulty == geocoder)
-            run.run().geocode(QStringLiteral("1600 Pennsylvania Ave NW, Washington DC"));
+            run.run().geocode(u"1600 Pennsylvania Ave NW, Washington DC"_s);
         else
             run.download();
         QVERIFY(run.waitFor([&] { return run.simulatorLog().contains(faulty.toLatin1()); }));
@@ -199,7 +192,7 @@ private slots:
         QVERIFY(run.isIdle());
 
         for (const QString& file : filesBelow(root.path()))
-            QVERIFY2(file.startsWith(QLatin1String("a/b/c/")), qPrintable(file));
+            QVERIFY2(file.startsWith(u"a/b/c/"_s), qPrintable(file));
         QCOMPARE(rasterFilesIn(QDir::rootPath()), QStringList());
         QCOMPARE(rasterFilesIn(QDir::currentPath()), QStringList());
     }

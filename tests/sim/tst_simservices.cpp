@@ -6,16 +6,18 @@
 #include <QTest>
 #include <QtEndian>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString tile = QStringLiteral("/14/4700/6200.png");
+const QString tile = u"/14/4700/6200.png"_s;
 
 // The archive that the form's submission leads to, through its redirect.
 QMap<QString, QByteArray> archiveOf(
     QNetworkAccessManager& network, const SimProcess& sim, const QString& product, const QString& area)
 {
-    const Fetched redirect = fetch(network,
-        sim.url(QStringLiteral("/Website/distreq/StartDownload.jsp?&PL=%1&AL=%2").arg(product, area)));
+    const Fetched redirect
+        = fetch(network, sim.url(u"/Website/distreq/StartDownload.jsp?&PL=%1&AL=%2"_s.arg(product, area)));
     return unzipEntries(fetch(network, QUrl(QString::fromLatin1(redirect.headers.value("location")))).body);
 }
 
@@ -58,10 +60,9 @@ private slots:
 
         // Big-endian samples of mountains with a few voids, the same each time.
         const QMap<QString, QByteArray> entries = archiveOf(network, sim, "SM905HZ", "40,39,-105,-106");
-        const QByteArray raster = entryEndingIn(entries, QStringLiteral(".bil"));
+        const QByteArray raster = entryEndingIn(entries, u".bil"_s);
         QCOMPARE(raster.size(), 1201 * 1201 * 2);
-        QVERIFY(
-            entryEndingIn(entries, QStringLiteral(".hdr")).toUpper().simplified().contains("BYTEORDER M "));
+        QVERIFY(entryEndingIn(entries, u".hdr"_s).toUpper().simplified().contains("BYTEORDER M "));
         qint64 voids = 0;
         qint16 lowest = 32767;
         qint16 highest = -32767;
@@ -73,7 +74,7 @@ private slots:
         }
         QVERIFY2(voids > 0 && voids < raster.size() / 2 / 100, qPrintable(QString::number(voids)));
         QVERIFY2(lowest >= 0 && highest <= 4500 && highest - lowest > 500,
-            qPrintable(QStringLiteral("%1 .. %2").arg(lowest).arg(highest)));
+            qPrintable(u"%1 .. %2"_s.arg(lowest).arg(highest)));
         QCOMPARE(archiveOf(network, sim, "SM905HZ", "40,39,-105,-106"), entries);
     }
 
@@ -110,10 +111,10 @@ private slots:
 
     void tileCarriesTheTonesTheTextureStepRecolours()
     {
-        const Fetched first = fetch(network, sim.url(QStringLiteral("/13/2400/3100.png")));
+        const Fetched first = fetch(network, sim.url(u"/13/2400/3100.png"_s));
         QCOMPARE(first.headers.value("content-type"), "image/png");
-        QCOMPARE(fetch(network, sim.url(QStringLiteral("/13/2400/3100.png"))).body, first.body);
-        QVERIFY(fetch(network, sim.url(QStringLiteral("/13/2401/3100.png"))).body != first.body);
+        QCOMPARE(fetch(network, sim.url(u"/13/2400/3100.png"_s)).body, first.body);
+        QVERIFY(fetch(network, sim.url(u"/13/2401/3100.png"_s)).body != first.body);
         const QImage image = QImage::fromData(first.body, "PNG");
         QCOMPARE(image.size(), QSize(256, 256));
         // Background, greens (parks, woods, fields) and reddish (residential, main roads).
@@ -151,8 +152,8 @@ private slots:
     // breaks encoded in the address cannot end the header early.
     void archiveNameInTheHeaderIsTheOrdersOwn()
     {
-        const Fetched archive = fetch(network,
-            sim.url(QStringLiteral("/Website/distreq/archive/SM905HZ_%0D%0A%0D%0A41_40.9_-100.9_-101.zip")));
+        const Fetched archive = fetch(
+            network, sim.url(u"/Website/distreq/archive/SM905HZ_%0D%0A%0D%0A41_40.9_-100.9_-101.zip"_s));
         QCOMPARE(archive.headers.value("content-disposition"),
             "attachment; filename=\"SM905HZ_41_40.9_-100.9_-101.zip\"");
         QCOMPARE(unzipEntries(archive.body).size(), 6);
