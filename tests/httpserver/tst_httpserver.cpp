@@ -1,16 +1,11 @@
 #include "HttpServer.h"
 
-#include <QLoggingCategory>
-#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <memory>
 
@@ -85,74 +80,65 @@ private slots:
         QTest::addColumn<QByteArray>("request");
         QTest::addColumn<bool>("halfClose"); // the client sends nothing more
         QTest::addColumn<QByteArray>("wire"); // all the answer, or its start before "..."
+        const auto row = [](const char* name, const HttpResponse& response, const QByteArray& request,
+                             const QByteArray& wire, bool halfClose = false) {
+            QTest::newRow(name) << response << request << halfClose << wire;
+        };
+        const auto refused = [&row](const char* name, const QByteArray& request,
+                                 const QByteArray& status = "400 Bad Request") {
+            row(name, { .body = "ok" }, request, "HTTP/1.1 " + status + "\r\n...");
+        };
         QFile file(directory.filePath(u"body.txt"_s));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("hello") == 5);
         const HttpResponse ok { .body = "ok" };
+        const QByteArray keptGet = "GET /a HTTP/1.1\r\n\r\n";
         const QByteArray chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: ";
-        QTest::newRow("body from a file")
-            << HttpResponse { .bodyFile = file.fileName() } << closingGet << false
-            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello");
-        QTest::newRow("a chunk per piece")
-            << HttpResponse { .body = QByteArray(20, 'c'), .framing = Framing::Chunked, .pieceSize = 11 }
-            << closingGet << false
-            << chunked + "close\r\n\r\nb\r\nccccccccccc\r\n9\r\nccccccccc\r\n0\r\n\r\n";
-        QTest::newRow("dropped: no last chunk")
-            << HttpResponse { .body = "abcdefg", .framing = Framing::Chunked, .pieceSize = 3, .dropAfter = 4 }
-            << QByteArray("GET /a HTTP/1.1\r\n\r\n") << false
-            << chunked + "keep-alive\r\n\r\n3\r\nabc\r\n1\r\nd\r\n";
-        QTest::newRow("paced, close-delimited")
-            << HttpResponse { .status = 410,
-                   .body = "abcdef",
-                   .framing = Framing::CloseDelimited,
-                   .pieceSize = 2,
-                   .pieceDelayMs = 20 }
-            << QByteArray("GET /a HTTP/1.1\r\n\r\n") << false
-            << QByteArray("HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
+        row("body from a file", { .bodyFile = file.fileName() }, closingGet,
+            "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nConnection: close\r\n\r\nhello");
+        row("a chunk per piece",
+            { .body = QByteArray(20, 'c'), .framing = Framing::Chunked, .pieceSize = 11 }, closingGet,
+            chunked + "close\r\n\r\nb\r\nccccccccccc\r\n9\r\nccccccccc\r\n0\r\n\r\n");
+        row("dropped: no last chunk",
+            { .body = "abcdefg", .framing = Framing::Chunked, .pieceSize = 3, .dropAfter = 4 }, keptGet,
+            chunked + "keep-alive\r\n\r\n3\r\nabc\r\n1\r\nd\r\n");
+        row("paced, close-delimited",
+            { .status = 410,
+                .body = "abcdef",
+                .framing = Framing::CloseDelimited,
+                .pieceSize = 2,
+                .pieceDelayMs = 20 },
+            keptGet, "HTTP/1.1 410 Gone\r\nConnection: close\r\n\r\nabcdef");
         HttpResponse paced { .body = QByteArray(40, 'r'), .dropAfter = 20 };
         paced.setByteRate(100);
-        QTest::newRow("paced at a rate, dropped half-way")
-            << paced << closingGet << false
-            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 40\r\nConnection: close\r\n\r\n")
-                + QByteArray(20, 'r');
+        row("paced at a rate, dropped half-way", paced, closingGet,
+            "HTTP/1.1 200 OK\r\nContent-Length: 40\r\nConnection: close\r\n\r\n" + QByteArray(20, 'r'));
         // Such text comes from a request: a decoded path, a query value.
-        QTest::newRow("own reason and fields, CR and LF as blanks")
-            << HttpResponse { .status = 302,
-                   .reason = "A\r\nB",
-                   .headers = { { "LoCaTiOn", "/x" }, { "X\nY", "v\r\n<p>" } } }
-            << closingGet << false
-            << QByteArray("HTTP/1.1 302 A  B\r\nLoCaTiOn: /x\r\nX Y: v  <p>\r\nContent-Length: "
-                          "0\r\nConnection: close\r\n\r\n");
-        QTest::newRow("kept alive, pipelined, path decoded")
-            << ok
-            << "GET /%61 HTTP/1.1\r\nContent-Length: 4\r\n\r\nbodyGET /a HTTP/1.0\r\nConnection: "
-               "keep-alive\r\n\r\n"
-                + closingGet
-            << false
-            << okHead + "keep-alive\r\n\r\nok" + okHead + "keep-alive\r\n\r\nok" + okHead + "close\r\n\r\nok";
-        QTest::newRow("HTTP/1.0 closes") << ok << QByteArray("GET /a HTTP/1.0\r\n\r\nGET /a HTTP/1.1\r\n\r\n")
-                                         << false << okHead + "close\r\n\r\nok";
-        QTest::newRow("bare LF, sending side closed")
-            << ok << QByteArray("\r\nGET /a HTTP/1.1\nA: 1\n\n") << true << okHead + "keep-alive\r\n\r\nok";
-        QTest::newRow("closed within the head") << ok << QByteArray("GET /a HT") << true << QByteArray();
-        const QByteArray badRequest = "HTTP/1.1 400 Bad Request\r\n...";
-        QTest::newRow("CR inside a field")
-            << ok << QByteArray("GET /a HTTP/1.1\r\nHost: a\rb\r\n\r\n") << false << badRequest;
-        QTest::newRow("escape character")
-            << ok << QByteArray("GET /\x1b[2J HTTP/1.1\r\n\r\n") << false << badRequest;
-        QTest::newRow("folded line") << ok << QByteArray("GET /a HTTP/1.1\r\nA: 1\r\n 2\r\n\r\n") << false
-                                     << badRequest;
-        QTest::newRow("no HTTP/1 version")
-            << ok << QByteArray("GET /a HTTP/2\r\n\r\n") << false << badRequest;
-        QTest::newRow("target not a path")
-            << ok << QByteArray("GET http://h/a HTTP/1.1\r\n\r\n") << false << badRequest;
-        QTest::newRow("negative length")
-            << ok << QByteArray("POST /a HTTP/1.1\r\nContent-Length: -1\r\n\r\n") << false << badRequest;
-        QTest::newRow("chunked request body")
-            << ok
-            << QByteArray("POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n")
-            << false << badRequest;
-        QTest::newRow("endless head") << ok << "GET /a HTTP/1.1\r\nX: " + QByteArray(100 * 1024, 'x') << false
-                                      << QByteArray("HTTP/1.1 431 Request Header Fields Too Large\r\n...");
+        row("own reason and fields, CR and LF as blanks",
+            { .status = 302,
+                .reason = "A\r\nB",
+                .headers = { { "LoCaTiOn", "/x" }, { "X\nY", "v\r\n<p>" } } },
+            closingGet,
+            "HTTP/1.1 302 A  B\r\nLoCaTiOn: /x\r\nX Y: v  <p>\r\nContent-Length: 0\r\nConnection: "
+            "close\r\n\r\n");
+        row("kept alive, pipelined, path decoded", ok,
+            "GET /%61 HTTP/1.1\r\nContent-Length: 4\r\n\r\nbodyGET /a HTTP/1.0\r\nConnection: "
+            "keep-alive\r\n\r\n"
+                + closingGet,
+            okHead + "keep-alive\r\n\r\nok" + okHead + "keep-alive\r\n\r\nok" + okHead + "close\r\n\r\nok");
+        row("HTTP/1.0 closes", ok, "GET /a HTTP/1.0\r\n\r\n" + keptGet, okHead + "close\r\n\r\nok");
+        row("bare LF, sending side closed", ok, "\r\nGET /a HTTP/1.1\nA: 1\n\n",
+            okHead + "keep-alive\r\n\r\nok", true);
+        row("closed within the head", ok, "GET /a HT", {}, true);
+        refused("CR inside a field", "GET /a HTTP/1.1\r\nHost: a\rb\r\n\r\n");
+        refused("escape character", "GET /\x1b[2J HTTP/1.1\r\n\r\n");
+        refused("folded line", "GET /a HTTP/1.1\r\nA: 1\r\n 2\r\n\r\n");
+        refused("no HTTP/1 version", "GET /a HTTP/2\r\n\r\n");
+        refused("target not a path", "GET http://h/a HTTP/1.1\r\n\r\n");
+        refused("negative length", "POST /a HTTP/1.1\r\nContent-Length: -1\r\n\r\n");
+        refused("chunked request body",
+            "POST /a HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n");
+        refused("endless head", "GET /a HTTP/1.1\r\nX: " + QByteArray(100 * 1024, 'x'),
+            "431 Request Header Fields Too Large");
     }
 
     // Every request ends with its answers and a close; the server lets go
@@ -282,70 +268,6 @@ private slots:
         QVERIFY(third.waitForClose());
         QVERIFY(third.received.startsWith("HTTP/1.1 200 OK"));
         QCOMPARE(busiest, 2);
-    }
-
-    // With no file descriptor left, accepting fails; the server tries again
-    // after a pause instead of at once, serves the client once it can, and
-    // later clients as before.
-    void failedAcceptPausesAndRecovers()
-    {
-        start({ .acceptRetryMs = 100 });
-        static QAtomicInt failures;
-        static QtMessageHandler passOn = nullptr;
-        failures = 0;
-        passOn = qInstallMessageHandler(
-            [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-                if (text.startsWith(u"accepting a connection failed"_s))
-                    failures.fetchAndAddRelaxed(1);
-                else
-                    passOn(type, context, text);
-            });
-        const auto restoreHandler = qScopeGuard([] { qInstallMessageHandler(passOn); });
-        rlimit original {};
-        QCOMPARE(getrlimit(RLIMIT_NOFILE, &original), 0);
-        QList<int> fillers;
-        const auto freeDescriptors = [&] {
-            for (int fd : std::as_const(fillers))
-                ::close(fd);
-            fillers.clear();
-            setrlimit(RLIMIT_NOFILE, &original);
-        };
-        const auto freeOnFailure = qScopeGuard(freeDescriptors);
-        rlimit lowered = original;
-        lowered.rlim_cur = std::min<rlim_t>(original.rlim_cur, 4096);
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &lowered), 0);
-        for (int fd = ::open("/dev/null", O_RDONLY); fd >= 0 && fillers.size() < 4096;
-             fd = ::open("/dev/null", O_RDONLY))
-            fillers.append(fd);
-        // One descriptor for the client's socket, none for the server's.
-        ::close(fillers.takeLast());
-
-        RawClient waiting(server->serverPort());
-        waiting.send(closingGet);
-        QVERIFY(QTest::qWaitFor([] { return failures >= 1; }, 10000));
-        // A server that tried again at once would fail thousands of times
-        // in a few of its pauses.
-        QTest::qWait(300);
-        QVERIFY2(failures <= 20, qPrintable(QString::number(failures)));
-        freeDescriptors();
-        QVERIFY(waiting.waitForClose());
-        QVERIFY(waiting.received.startsWith("HTTP/1.1 200 OK"));
-        RawClient later(server->serverPort());
-        later.send(closingGet);
-        QVERIFY(later.waitForClose());
-        QVERIFY(later.received.startsWith("HTTP/1.1 200 OK"));
-    }
-
-    // The log line is made by one arg() call, so "%1" in a request is text.
-    void requestTextIsNoLogPlaceholder()
-    {
-        QLoggingCategory::setFilterRules(u"relka.httpserver.info=true"_s);
-        start();
-        QTest::ignoreMessage(QtInfoMsg, "127.0.0.1 \"GET /%1%2?q=%3 HTTP/1.1\" 200 2 bytes");
-        RawClient client(server->serverPort());
-        client.send("GET /%1%2?q=%3 HTTP/1.1\r\nConnection: close\r\n\r\n");
-        QVERIFY(client.waitForClose());
-        QLoggingCategory::setFilterRules(QString());
     }
 };
 

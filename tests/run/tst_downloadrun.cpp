@@ -17,7 +17,6 @@ Q_DECLARE_METATYPE(Handler)
 
 namespace {
 
-const QStringList quick { u"--refresh-seconds"_s, u"0"_s };
 // Tiles that are never answered keep a run to its elevation branch.
 const QStringList quietTiles { u"--no-answer"_s, u"/15/"_s };
 const QString success = u"         ********* SUCCESS *********"_s;
@@ -48,18 +47,27 @@ class TestDownloadRun : public QObject {
 
 private slots:
     // Runs cancelled in the tiles and in the import, one that finishes with
-    // what they left, one that finds both results, and the deletion.
+    // what they left, one that finds both results, and the deletion. The
+    // verbose log shows the whole conversation and the waits the service
+    // asks for; the archive holds float samples.
     void runsInOneFolder()
     {
-        RunFixture run(quick);
+        RunFixture run({ u"--refresh-seconds"_s, u"1"_s });
         QVERIFY(run.isReady());
-        run.start({});
+        const QString source = SettingsStore::elevationDataSources().at(2);
+        run.start({ .source = source, .verbose = true });
         const QString work = run.workingDirectory();
         const QString base = work + RunFixture::baseName;
-        run.onLine(u"OpenStreetMap: Downloading http://%1/15/6740/12380.png"_s.arg(run.authority()),
+        const QString http = u"http://"_s + run.authority();
+        run.onLine(u"OpenStreetMap: Downloading %1/15/6740/12380.png"_s.arg(http),
             [&run] { run.run().cancelDownload(); });
         run.download();
         QVERIFY(run.isIdle() && run.boxes().isEmpty());
+        // The elevation branch starts after the cancel all the same; its
+        // waiting page and the page after it are dropped.
+        const QString dropped
+            = u"seamlessHttpRequestFinished(#, 0): Seamless and OpenStreetMap download already finished."_s;
+        QVERIFY(run.waitFor([&] { return run.log().count(dropped) == 2; }));
         const int kept = int(tileFiles(work).size());
         QVERIFY(kept < RunFixture::tileCount);
         // An empty file is no tile.
@@ -71,35 +79,60 @@ private slots:
         QVERIFY(run.waitFor([&] { return run.isIdle(); }));
         QCOMPARE(count(run.log(), u"OpenStreetMap: Downloading"_s), RunFixture::tileCount - kept);
         QVERIFY(run.boxes().isEmpty() && !run.log().contains(success));
+        const QString corners = u"40.25,40.125,-105.75,-106"_s;
+        const QString summary = http
+            + u"/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1&CS=250&PL=NED05HZ"_s
+                  .arg(corners);
+        const QString archive = http + u"/Website/distreq/archive/NED05HZ_40.25_40.125_-105.75_-106.zip"_s;
+        QStringList expected = startLines(source);
+        const QString entry = u"seamlessHttpRequestFinished(#, 0)"_s;
+        const auto request = [&](const QString& url) {
+            expected << u"Seamless: Downloading "_s + url
+                     << u"seamlessRefresh(): requestId = #, host = 127.0.0.1, path = "_s
+                    + url.mid(http.size())
+                     << neverIssued;
+        };
+        const QString waiting = u"Seamless: Waiting 1 second(s) for refresh."_s;
+        const QString redirected = u"Seamless: Redirected, waiting to download: "_s + archive;
+        request(summary);
+        expected << waiting << u"Seamless: Waiting to download: "_s + summary << entry;
+        request(summary);
+        expected << entry;
+        request(http
+            + u"/Website/distreq/StartDownload.jsp?&PL=NED05HZ&AL=%1&CS=250&FORMAT=BIL&SUBMIT1=Download"_s
+                  .arg(corners));
+        expected << redirected << entry;
+        request(archive);
+        expected << entry << u"Seamless: File %1.zip saved."_s.arg(base);
+        QCOMPARE(run.elevationLog().mid(0, expected.size()), expected);
+        QVERIFY(run.millisecondsBetween(waiting, u"Seamless: Downloading"_s) >= 1000);
+        QVERIFY(run.millisecondsBetween(redirected, u"Seamless: Downloading"_s) >= 1000);
 
         run.clearLog();
         run.download();
         QVERIFY(run.waitFor([&] { return !run.boxes().isEmpty(); }));
-        const QStringList log = run.log();
+        QStringList log = run.log();
         QVERIFY(log.contains(u"Seamless: Reusing file %1.zip."_s.arg(base)));
         QCOMPARE(count(log, u"Seamless: Downloading"_s), 0);
-        const QStringList texture { QStringLiteral(
-                                        "OpenStreetMap: Tiling, total file size = 5826 x 3813 pixels"),
+        const QStringList texture { u"OpenStreetMap: Tiling, total file size = 5826 x 3813 pixels"_s,
             u"OpenStreetMap: Post processing downloaded image."_s,
             u"OpenStreetMap: Saving %1.png."_s.arg(base) };
-        QStringList seen = log;
-        seen.removeIf([](const QString& line) {
-            return !line.startsWith(u"OpenStreetMap: "_s) || line.contains(u"Download"_s);
-        });
-        QCOMPARE(seen, texture);
         const QStringList end { u"Seamless: Saving file %1-el-col-scaled.png."_s.arg(base), success,
             u"Elevation file %1-el-corr.png successfully created."_s.arg(base),
             u"Texture file %1-el-col-scaled.png successfully created."_s.arg(base) };
         QCOMPARE(log.mid(log.size() - end.size()), end);
+        log.removeIf([&texture](const QString& line) { return !texture.contains(line); });
+        QCOMPARE(log, texture);
         QCOMPARE(run.boxes(), QStringList { u"relka: Download and post processing finished!"_s });
         QCOMPARE(QImage(base + u"-el-col-scaled.png"_s).size(), QSize(5826, 3813));
+        QCOMPARE(QImage(base + u"-el-corr.png"_s).size(), QSize(900, 450));
         QVERIFY(run.isIdle());
         QVERIFY(!run.preview(DownloadRun::Preview::Elevation).isNull()
             && !run.preview(DownloadRun::Preview::Texture).isNull());
 
         run.clearLog();
         run.download();
-        QCOMPARE(run.log(), startLines(RunFixture::srtm3) + end.mid(1));
+        QCOMPARE(run.log(), startLines(source) + end.mid(1));
         QCOMPARE(run.boxes().size(), 2);
         // The elevation preview is narrowed by cos(40.1875°) before it is fitted.
         const QSize elevation = run.preview(DownloadRun::Preview::Elevation).size();
@@ -117,77 +150,6 @@ private slots:
         QCOMPARE(QDir(work).entryList(QDir::Files, QDir::Name), left);
         run.download();
         QCOMPARE(run.boxes().size(), 3);
-    }
-
-    // The conversation up to the archive, which the import then reads. The
-    // verbose row also shows the waits the service asks for.
-    void conversation_data()
-    {
-        QTest::addColumn<int>("source");
-        QTest::addColumn<QString>("product");
-        QTest::addColumn<bool>("verbose");
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("SRTM 3, verbose") << 0 << "SM905HZ" << true << QSize(300, 150);
-        QTest::newRow("NED 1, float samples") << 2 << "NED05HZ" << false << QSize(900, 450);
-    }
-
-    void conversation()
-    {
-        QFETCH(int, source);
-        QFETCH(QString, product);
-        QFETCH(bool, verbose);
-        const QString seconds = QString::number(int(verbose));
-        RunFixture run(quietTiles + QStringList { u"--refresh-seconds"_s, seconds });
-        QVERIFY(run.isReady());
-        const QString sourceText = SettingsStore::elevationDataSources().at(source);
-        run.start({ .source = sourceText, .verbose = verbose });
-        run.download();
-        QVERIFY(run.controlsLocked() && !run.isIdle());
-        const QString base = run.workingDirectory() + RunFixture::baseName;
-        QVERIFY(run.waitForLine(u"Seamless: Creating color file from elevation file."_s));
-
-        const QString http = u"http://"_s + run.authority();
-        const QString corners = u"40.25,40.125,-105.75,-106"_s;
-        const QString summary = http
-            + QStringLiteral(
-                "/Website/distreq/RequestSummary.jsp?PR=0&CU=Native&ZX=-1.0&ZY=-1.0&ML=COM&MD=DL&AL=%1"
-                "&CS=250&PL=%2")
-                  .arg(corners, product);
-        const QString archive
-            = http + u"/Website/distreq/archive/%1_40.25_40.125_-105.75_-106.zip"_s.arg(product);
-        QStringList expected = startLines(sourceText);
-        const auto add = [&](const QStringList& lines, const QStringList& verboseLines = {}) {
-            expected << lines << (verbose ? verboseLines : QStringList());
-        };
-        const auto request = [&](const QString& url) {
-            add({ u"Seamless: Downloading "_s + url },
-                { u"seamlessRefresh(): requestId = #, host = 127.0.0.1, path = "_s + url.mid(http.size()) });
-            add({ neverIssued });
-        };
-        const QString entry = u"seamlessHttpRequestFinished(#, 0)"_s;
-        const QString waiting = u"Seamless: Waiting %1 second(s) for refresh."_s.arg(seconds);
-        request(summary);
-        add({ waiting }, { u"Seamless: Waiting to download: "_s + summary, entry });
-        request(summary);
-        add({}, { entry });
-        request(http
-            + QStringLiteral(
-                "/Website/distreq/StartDownload.jsp?&PL=%1&AL=%2&CS=250&FORMAT=BIL&SUBMIT1=Download")
-                  .arg(product, corners));
-        add({}, { u"Seamless: Redirected, waiting to download: "_s + archive, entry });
-        request(archive);
-        add({}, { entry, u"Seamless: File %1.zip saved."_s.arg(base) });
-        QCOMPARE(run.elevationLog().mid(0, expected.size()), expected);
-        QFETCH(QSize, size);
-        QCOMPARE(QImage(base + u"-el-corr.png"_s).size(), size);
-        if (verbose) {
-            QVERIFY(run.millisecondsBetween(waiting, u"Seamless: Downloading"_s) >= 1000);
-            QVERIFY(run.millisecondsBetween(u"Seamless: Redirected, waiting to download: "_s + archive,
-                        u"Seamless: Downloading"_s)
-                >= 1000);
-        }
-        run.run().cancelDownload();
-        QVERIFY(run.isIdle());
     }
 
     // The refresh timer of a cancelled run still fires; its answer is

@@ -21,16 +21,6 @@ QMap<QString, QByteArray> archiveOf(
     return unzipEntries(fetch(network, QUrl(QString::fromLatin1(redirect.headers.value("location")))).body);
 }
 
-// The texture step's view of a map pixel: each channel stretched to
-// (c - 128) * 2, then compared with a reference tone by squared distance.
-bool nearTone(QRgb pixel, QRgb tone)
-{
-    const auto d = [](int c, int reference) { return std::max(0, c - 128) * 2 - reference; };
-    const int dr = d(qRed(pixel), qRed(tone)), dg = d(qGreen(pixel), qGreen(tone)),
-              db = d(qBlue(pixel), qBlue(tone));
-    return dr * dr + dg * dg + db * db < 28;
-}
-
 } // namespace
 
 // The simulator as the program sees it: the real relka-sim in a child
@@ -107,28 +97,6 @@ private slots:
         QTEST(answer.status, "status");
         const QRegularExpression pattern(found, QRegularExpression::DotMatchesEverythingOption);
         QVERIFY2(pattern.match(QString::fromLatin1(answer.body)).hasMatch(), answer.body.constData());
-    }
-
-    void tileCarriesTheTonesTheTextureStepRecolours()
-    {
-        const Fetched first = fetch(network, sim.url(u"/13/2400/3100.png"_s));
-        QCOMPARE(first.headers.value("content-type"), "image/png");
-        QCOMPARE(fetch(network, sim.url(u"/13/2400/3100.png"_s)).body, first.body);
-        QVERIFY(fetch(network, sim.url(u"/13/2401/3100.png"_s)).body != first.body);
-        const QImage image = QImage::fromData(first.body, "PNG");
-        QCOMPARE(image.size(), QSize(256, 256));
-        // Background, greens (parks, woods, fields) and reddish (residential, main roads).
-        const QList<QList<QRgb>> tones { { qRgb(227, 221, 209) },
-            { qRgb(11, 129, 1), qRgb(69, 179, 29), qRgb(89, 221, 97), qRgb(91, 161, 65),
-                qRgb(137, 225, 129) },
-            { qRgb(237, 163, 157), qRgb(243, 129, 125), qRgb(245, 109, 107) } };
-        for (const QList<QRgb>& group : tones) {
-            bool found = false;
-            for (int i = 0; i < 256 * 256 && !found; ++i)
-                found = std::any_of(group.begin(), group.end(),
-                    [&](QRgb tone) { return nearTone(image.pixel(i % 256, i / 256), tone); });
-            QVERIFY2(found, qPrintable(QString::number(group.first(), 16)));
-        }
     }
 
     // A tile with transparent pixels is stitched with the colours it stores.
