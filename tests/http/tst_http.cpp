@@ -3,12 +3,9 @@
 #include "SimProcess.h"
 #include "TestHttpServer.h"
 #include "http/BoundedBuffer.h"
-#include "http/ReplyDebugFile.h"
-#include "http/ServiceEndpoint.h"
 
 #include <QFile>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 
@@ -66,9 +63,8 @@ qint64 residentBytes()
 
 } // namespace
 
-// The HTTP client against a loopback server, and the small pieces around it.
-// Every client test starts with the host setting of a fresh server queued as
-// operation 0.
+// The HTTP client against a loopback server. Every test starts with the host setting of a fresh server queued
+// as operation 0.
 class TestHttp : public QObject {
     Q_OBJECT
 
@@ -301,64 +297,6 @@ private slots:
         QVERIFY(finish(2, true));
         QVERIFY2(
             peak - before < 64 * 1024 * 1024, qPrintable(u"grew by %1 MiB"_s.arg((peak - before) >> 20)));
-    }
-
-    void endpoint_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("authority"); // empty: rejected
-        QTest::newRow("host alone") << "tile.example.org"
-                                    << "tile.example.org";
-        QTest::newRow("port 80 is left out, blanks around") << " sim-host:80 "
-                                                            << "sim-host";
-        QTest::newRow("highest port") << "127.0.0.1:65535"
-                                      << "127.0.0.1:65535";
-        QTest::newRow("port without host") << ":8080"
-                                           << "";
-        QTest::newRow("port 0") << "host:0"
-                                << "";
-        QTest::newRow("port 65536") << "host:65536"
-                                    << "";
-        QTest::newRow("URL") << "http://host"
-                             << "";
-    }
-
-    void endpoint()
-    {
-        QFETCH(QString, text);
-        const std::optional<ServiceEndpoint> endpoint = ServiceEndpoint::parse(text);
-        QTEST(endpoint ? endpoint->authority() : QString(), "authority");
-    }
-
-    // Each service reads its own variable and falls back, with a warning, to
-    // its built-in host when the value is unusable.
-    void servicesReadTheirOwnVariables()
-    {
-        qputenv("RELKA_ELEVATION_SERVER", "127.0.0.1:9001");
-        qputenv("RELKA_TILE_SERVER", "127.0.0.1:eighty");
-        qputenv("RELKA_GEOCODER", "127.0.0.1:9003");
-        QCOMPARE(ServiceEndpoint::elevationServer().authority(), "127.0.0.1:9001");
-        QCOMPARE(ServiceEndpoint::geocoder().authority(), "127.0.0.1:9003");
-        QTest::ignoreMessage(QtWarningMsg,
-            "RELKA_TILE_SERVER=\"127.0.0.1:eighty\" is not host or host:port; using tile.openstreetmap.org");
-        QCOMPARE(ServiceEndpoint::tileServer().authority(), "tile.openstreetmap.org");
-    }
-
-    // Bodies are appended, each under its heading; a missing folder is left alone.
-    void replyDebugFile()
-    {
-        QTemporaryDir directory;
-        ReplyDebugFile::append(directory.path(), ReplyDebugFile::OpenStreetMap, "<html>Error 1</html>\n");
-        ReplyDebugFile::append(
-            directory.path(), ReplyDebugFile::OpenStreetMap, QByteArray("\x89PNG\0Error", 10));
-        ReplyDebugFile::append(directory.filePath("missing"), ReplyDebugFile::Geocode, "body");
-        QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-            QStringList { "debugOpenStreetMap.txt" });
-        QFile file(directory.filePath("debugOpenStreetMap.txt"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray heading = "openStreetMapHttpRequestFinished:\r\n";
-        QCOMPARE(file.readAll(),
-            heading + "<html>Error 1</html>\n\r\n" + heading + QByteArray("\x89PNG\0Error", 10) + "\r\n");
     }
 };
 
