@@ -1,7 +1,6 @@
 #include "RunFixture.h"
 
 #include "geocode/GeocodePage.h"
-#include "geocode/GeocodeQuery.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -17,25 +16,6 @@ class TestGeocode : public QObject {
     Q_OBJECT
 
 private slots:
-    void query_data()
-    {
-        QTest::addColumn<QString>("address");
-        QTest::addColumn<QString>("path");
-        QTest::newRow("hash starts the fragment") << "10 Main St #5, Boulder CO"
-                                                  << "/demo.cgi?address=10%20Main%20St%20";
-        QTest::newRow("beyond ASCII") << "Straße 1"
-                                      << "/demo.cgi?address=Stra%C3%9Fe%201";
-        QTest::newRow("lone percent sign") << "100% Main"
-                                           << "/demo.cgi?address=100%25%20Main";
-    }
-
-    void query()
-    {
-        QFETCH(QString, address);
-        const GeocodeQuery query(ServiceEndpoint(u"geocoder.example"_s), address);
-        QTEST(query.path(), "path");
-        QVERIFY(query.url().startsWith(u"http://geocoder.example/demo.cgi?address="_s));
-    }
 
     void page_data()
     {

@@ -1,13 +1,10 @@
 #include "http/HttpClient.h"
 
-#include "SimProcess.h"
 #include "TestHttpServer.h"
 #include "http/BoundedBuffer.h"
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QTest>
-#include <QThread>
 
 using namespace Qt::StringLiterals;
 
@@ -48,18 +45,6 @@ struct EventLog {
     QList<HttpResponseHeader> headers;
     QList<QPair<int, int>> progress;
 };
-
-qint64 residentBytes()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong() * 1024;
-    }
-    return 0;
-}
 
 } // namespace
 
@@ -273,30 +258,6 @@ private slots:
         client->get("/after");
         QVERIFY(finish(4, false));
         QCOMPARE(log->events.mid(0, log->events.indexOf("started 3")), expected);
-    }
-
-    // The network reads only a little ahead of the slots: a body without end
-    // does not pile up in memory while the event loop is held up, even when
-    // it goes to no device at all.
-    void endlessBodyStaysBounded()
-    {
-        // A server of its own process keeps sending while this thread sleeps.
-        SimProcess sim({ u"--endless-body"_s, u"/12/"_s });
-        QVERIFY(sim.isRunning());
-        client->setHost(sim.url(QString()).host(), quint16(sim.url(QString()).port()));
-        const qint64 before = residentBytes();
-        qint64 peak = 0;
-        connect(client, &HttpClient::dataReadProgress, this, [&](int done) {
-            if (peak == 0)
-                QThread::msleep(1000); // a long step that does not return to the event loop
-            peak = qMax(peak, residentBytes());
-            if (done > 8 * 1024 * 1024)
-                client->abort();
-        });
-        client->get("/12/100/100.png");
-        QVERIFY(finish(2, true));
-        QVERIFY2(
-            peak - before < 64 * 1024 * 1024, qPrintable(u"grew by %1 MiB"_s.arg((peak - before) >> 20)));
     }
 };
 

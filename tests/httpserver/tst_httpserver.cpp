@@ -179,32 +179,6 @@ private slots:
         QCOMPARE(client.received.count("HTTP/1.1 200 OK"), 101);
     }
 
-    // A client that keeps sending while its answer is pending or being
-    // written fills the server's bounded read-ahead and then the network,
-    // never the server's memory.
-    void sendingWhileAnsweredStaysBounded_data()
-    {
-        QTest::addColumn<HttpResponse>("response");
-        QTest::newRow("answer pending") << HttpResponse { .silent = true };
-        QTest::newRow("answer being written")
-            << HttpResponse { .body = QByteArray(1000, 'b'), .pieceSize = 1, .pieceDelayMs = 100 };
-    }
-
-    void sendingWhileAnsweredStaysBounded()
-    {
-        QFETCH(HttpResponse, response);
-        start();
-        responses.insert(u"/a"_s, response);
-        RawClient client(server->serverPort());
-        const qint64 flood = 96 * 1024 * 1024;
-        client.send("GET /a HTTP/1.1\r\n\r\n" + QByteArray(flood, 'x'));
-        // Sending has stalled once a while passes without a byte written.
-        QSignalSpy written(&client.socket, &QTcpSocket::bytesWritten);
-        while (written.wait(500)) { }
-        const qint64 taken = flood - client.socket.bytesToWrite();
-        QVERIFY2(taken < 32 * 1024 * 1024, qPrintable(QString::number(taken)));
-    }
-
     // The idle timeout ends a half-sent head, a connection left idle after
     // its answer and a stalled reader; not a slow reader, nor an answer the
     // server itself paces.

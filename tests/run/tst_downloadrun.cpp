@@ -17,8 +17,6 @@ Q_DECLARE_METATYPE(Handler)
 
 namespace {
 
-// Tiles that are never answered keep a run to its elevation branch.
-const QStringList quietTiles { u"--no-answer"_s, u"/15/"_s };
 const QString success = u"         ********* SUCCESS *********"_s;
 const QString neverIssued = u"seamlessHttpRequestFinished(#, 0) - request never issued. Returning."_s;
 
@@ -150,28 +148,6 @@ private slots:
         QCOMPARE(QDir(work).entryList(QDir::Files, QDir::Name), left);
         run.download();
         QCOMPARE(run.boxes().size(), 3);
-    }
-
-    // The refresh timer of a cancelled run still fires; its answer is
-    // dropped, and the next run starts again from the request page.
-    void cancelDuringRefreshWait()
-    {
-        RunFixture run(quietTiles + QStringList { u"--refresh-seconds"_s, u"1"_s });
-        QVERIFY(run.isReady());
-        run.start({ .verbose = true });
-        run.download();
-        QVERIFY(run.waitForLine(u"Seamless: Waiting 1 second(s) for refresh."_s));
-        run.run().cancelDownload();
-        run.run().cancelDownload();
-        QVERIFY(run.isIdle());
-        QVERIFY(run.waitForLine(QStringLiteral(
-            "seamlessHttpRequestFinished(#, 0): Seamless and OpenStreetMap download already finished.")));
-        QVERIFY(run.isIdle());
-        run.clearLog();
-        run.download();
-        QVERIFY(run.elevationLog().at(3).startsWith(
-            u"Seamless: Downloading http://%1/Website/distreq/RequestSummary.jsp"_s.arg(run.authority())));
-        run.run().cancelDownload();
     }
 
     void registryRule_data()
