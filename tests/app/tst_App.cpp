@@ -1,11 +1,9 @@
 #include "SimProcess.h"
 #include "app/MainDialog.h"
 #include "app/MessageBoxes.h"
-#include "app/MessageLog.h"
 #include "app/SettingsDialog.h"
 #include "app/SettingsStore.h"
 
-#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -19,8 +17,6 @@ namespace {
 
 const QString area1 = u"1° (lon) by 0.5° (lat)"_s;
 const QString area025 = u"0.25° (lon) by 0.125° (lat)"_s;
-// What a settings dialog on an empty store shows, in the order of shown().
-const QVariantList defaults { 0, 0, u"."_s, 0, 8000, false, false };
 
 // Value or single step of North, South, West and East.
 Doubles spinBoxes(const MainDialog& d, double (QDoubleSpinBox::*get)() const)
@@ -43,33 +39,13 @@ bool okEnabled(const SettingsDialog& dialog)
 
 } // namespace
 
-// The settings dialog, the start-up rectangle, the message log and the
-// window's wiring to a run.
+// The settings dialog, the start-up rectangle and the window's wiring to a
+// run.
 class TestApp : public QObject {
     Q_OBJECT
 
 private slots:
     void init() { QSettings(u"Brenholt"_s, u"relka"_s).clear(); }
-
-    // "hh:mm:ss.zzz: message" CR LF in Latin-1, appended to messages.txt in
-    // the working directory as it is stored at each call. A line for a
-    // missing directory is dropped and the directory not created.
-    void logLines()
-    {
-        QTemporaryDir directory;
-        SettingsStore::setWorkingDirectory(directory.filePath(u"missing"_s));
-        MessageLog::append(u"lost"_s);
-        SettingsStore::setWorkingDirectory(directory.path());
-        for (const QString& message : { u"%1 of %2"_s, u"40.5° a\u20acb"_s })
-            MessageLog::append(message);
-        QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-            QStringList { "messages.txt" });
-        QFile file(directory.filePath(u"messages.txt"_s));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        static const QRegularExpression stamp(u"(?m)^\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d: "_s);
-        QCOMPARE(QString::fromLatin1(file.readAll()).replace(stamp, u"T "_s),
-            u"T %1 of %2\r\nT 40.5\u00b0 a?b\r\n"_s);
-    }
 
     void startUp_data()
     {
@@ -86,8 +62,6 @@ private slots:
             { 90, 89.25, -180, -178.5 }, 2);
         row("text appended, clamped south and east", u"0.5° (lon) by 0.25° (lat) (large)"_s,
             { -89.9, -89.9, 179.8, 179.8 }, { -89.775, -90, 179.55, 180 }, 0.5);
-        row("rounded to 5 decimals", area025, { 10.123456, 10.123456, 20.987654, 20.987654 },
-            { 10.18596, 10.06096, 20.86265, 21.11265 }, 0.25);
         row("leading blank names no area", QLatin1Char(' ') + area1, { 41, 40, -106, -104 },
             { 40.5, 40.5, -105, -105 }, 0);
     }
