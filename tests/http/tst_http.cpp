@@ -88,15 +88,6 @@ private slots:
         delete server;
     }
 
-    void clearPendingRequestsKeepsTheCurrentOne()
-    {
-        client->get("/1");
-        client->get("/2");
-        connect(client, &HttpClient::responseHeaderReceived, client, &HttpClient::clearPendingRequests);
-        QVERIFY(finish(1, false, true));
-        QVERIFY(!log->events.contains("started 2"));
-    }
-
     // Statuses are answers; bodies reach the device whole in every framing,
     // each piece before its progress report; a failure drops the queue.
     void answers_data()

@@ -91,7 +91,6 @@ private slots:
             End::Idle);
         row("geocoder page without end", { "--endless-body", geocoder }, geocoder, { "geocode " + tooLarge },
             End::Idle);
-        row("summary page with broken chunks", { "--broken-chunks", summary }, summary, {}, End::Stalled);
 
         // The waiting page stays on show, without its error passage.
         const QString waitingPage = "every 0 second(s) until your data are ready.</P>\r\n<P></P>";
