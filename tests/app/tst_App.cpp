@@ -175,7 +175,7 @@ private slots:
         dialog.lineEditAddress->setText(u"1600 Pennsylvania Avenue, Washington, DC"_s);
         dialog.pushButtonGeocode->click();
         QVERIFY(!idle());
-        QVERIFY(QTest::qWaitFor(idle, 30000));
+        QVERIFY(QTest::qWaitFor(idle, SimProcess::patience()));
         QCOMPARE(spinBoxes(dialog, &QDoubleSpinBox::value),
             (Doubles { 38.96020, 38.83520, -77.16150, -76.91150 }));
         QVERIFY(dialog.pushButtonDownload->isDefault());

@@ -62,7 +62,7 @@ private slots:
         QSignalSpy answered(&downloadRun, &DownloadRun::geocodeAnswered);
         downloadRun.geocode(u"1600 Pennsylvania Avenue, Washington, DC#Suite 5"_s);
         QVERIFY(run.controlsLocked());
-        QVERIFY(answered.wait(RunFixture::patience()));
+        QVERIFY(answered.wait(SimProcess::patience()));
         QVERIFY(!run.controlsLocked() && answered.at(0).at(0).toBool());
         const QByteArray sent = "/demo.cgi?address=1600%20Pennsylvania%20Avenue,%20Washington,%20DC";
         QCOMPARE(run.log(),

@@ -123,14 +123,9 @@ void RunFixture::clearLog()
     times.clear();
 }
 
-int RunFixture::patience()
-{
-    return 300000 * std::max(1, qEnvironmentVariableIntValue("RELKA_TEST_TIME_FACTOR"));
-}
-
 bool RunFixture::waitFor(const std::function<bool()>& condition)
 {
-    return QTest::qWaitFor(condition, patience());
+    return QTest::qWaitFor(condition, SimProcess::patience());
 }
 
 void RunFixture::startRelkaRun(

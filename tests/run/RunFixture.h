@@ -18,9 +18,7 @@
 // would show: controls, previews, the message label. Message boxes are
 // answered (Ok, or Ignore for questions) and recorded; the message log is
 // captured with the request ids replaced by '#'.
-//
-// Every wait ends with the event it waits for. Its limit only guards
-// against a hang: it is generous and grows with RELKA_TEST_TIME_FACTOR.
+// Its waits are limited by SimProcess::patience().
 class RunFixture {
 public:
     // The rectangle most runs take: 24 x 16 tiles at zoom 15, an archive of
@@ -67,14 +65,12 @@ public:
     qint64 millisecondsBetween(const QString& from, const QString& to) const;
     QStringList boxes() const { return boxTexts; }
     void clearLog();
-    // The limit of every wait, in milliseconds.
-    static int patience();
     static bool waitFor(const std::function<bool()>& condition);
     // Starts relka-run on the rectangle with the given west border.
     static void startRelkaRun(
         QProcess& child, const QString& directory, double west = -106, const QStringList& more = {});
     // Waits until the log holds the line (compared after the id rewrite).
-    bool waitForLine(const QString& line, int milliseconds = patience()) const;
+    bool waitForLine(const QString& line, int milliseconds = SimProcess::patience()) const;
     // Runs action from the event loop as soon as the line is logged, also
     // in the middle of a long step that processes events.
     void onLine(const QString& line, std::function<void()> action);
