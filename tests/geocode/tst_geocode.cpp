@@ -1,6 +1,7 @@
 #include "RunFixture.h"
 
 #include "geocode/GeocodePage.h"
+#include "geocode/GeocodeQuery.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -52,6 +53,13 @@ private slots:
         QTEST(result.latitude(), "latitude");
         QTEST(result.longitude(), "longitude");
         QTEST(result.missingMessage(), "message");
+    }
+
+    // The record keeps the readable address, without the default port.
+    void queryUrl()
+    {
+        const GeocodeQuery query(ServiceEndpoint(u"geocoder.example"_s), u"5 Elm St#2"_s);
+        QCOMPARE(query.url(), u"http://geocoder.example/demo.cgi?address=5 Elm St#2"_s);
     }
 
     void addressCentresTheRectangle()
