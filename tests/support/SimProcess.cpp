@@ -7,8 +7,13 @@
 
 #include <minizip/unzip.h>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 SimProcess::SimProcess(const QStringList& options, const QString& program)
 {
+    // A test that dies takes its server along.
+    child.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
     child.start(program, QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
     // The address comes in one write, once the simulator listens.
     if (child.waitForReadyRead(patience()) && child.canReadLine())
