@@ -2,29 +2,27 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString area = QStringLiteral("0.25° (lon) by 0.125° (lat)");
-const QString srtm3 = QStringLiteral("SRTM 3 arc sec - Shuttle Radar Topography Mission [Finished]");
-// A source the service does not know: the elevation branch stops at once.
-const QString noSource = QStringLiteral("none");
-const QString summary = QStringLiteral("/Website/distreq/RequestSummary.jsp");
-const QString form = QStringLiteral("/Website/distreq/StartDownload.jsp");
-const QString archive = QStringLiteral("/Website/distreq/archive");
-// The first tile of the rectangle (north 40.25, west -106, zoom 15): a fault
-// that aborts it ends the tile checks early.
-const QString tile = QStringLiteral("/15/6735/12375.png");
-const QString tooLarge = QStringLiteral("The answer to * is larger than 16777216 bytes; download aborted.");
+const QString summary = u"/Website/distreq/RequestSummary.jsp"_s;
+const QString archive = u"/Website/distreq/archive"_s;
+// The first tile of the rectangle (north 40.25, west -106, zoom 15).
+const QString tile = u"/15/6735/12375.png"_s;
+const QString geocoder = u"/demo.cgi"_s;
+const QString tooLarge = u"error: The answer to * is larger than 16777216 bytes; download aborted."_s;
+const QString aborted = u"Seamless: Download aborted."_s;
+const QString unzipped = u"Seamless: Unzip finished."_s;
 
-// Who talks to the faulty server, and what the run looks like afterwards.
-enum class Branch { Elevation, Tiles, Geocoder };
+// How the run stands once the fault has struck.
 enum class End {
     Idle, // the program ended the run itself
-    Waiting, // the run waits for Cancel
+    Stalled, // the run reported that it waits for Cancel
+    Waiting, // the run waits for an answer
 };
 
 QStringList filesBelow(const QString& root)
@@ -40,19 +38,26 @@ QStringList filesBelow(const QString& root)
 QStringList rasterFilesIn(const QString& directory)
 {
     return QDir(directory).entryList(
-        { QStringLiteral("*.bil"), QStringLiteral("*.hdr"), QStringLiteral("*.blw"), QStringLiteral("*.stx"),
-            QStringLiteral("*.prj") },
-        QDir::Files);
+        { u"*.bil"_s, u"*.hdr"_s, u"*.blw"_s, u"*.stx"_s, u"*.prj"_s }, QDir::Files);
+}
+
+// "*" stands for any text, the rest for itself.
+QRegularExpression pattern(const QString& line)
+{
+    QStringList parts = line.split(u'*');
+    for (QString& part : parts)
+        part = QRegularExpression::escape(part);
+    return QRegularExpression(u'^' + parts.join(u".*"_s) + u'$');
 }
 
 } // namespace
 
-Q_DECLARE_METATYPE(Branch)
 Q_DECLARE_METATYPE(End)
 
 // A server that misbehaves in every way the simulator's fault switches
-// offer, one row each: the run ends in its log line, in an idle or a
-// cancellable state, and touches nothing outside its working directory.
+// offer, one row each: the run logs its lines, ends idle, stalled or
+// waiting, shows its message, and touches nothing outside its working
+// directory. The branch a row does not test is kept waiting for an answer.
 class TestHostileServer : public QObject {
     Q_OBJECT
 
@@ -63,173 +68,110 @@ private slots:
     void matrix_data()
     {
         QTest::addColumn<QStringList>("options");
-        QTest::addColumn<Branch>("branch");
-        // In this order among the others; "%url" is the faulty address, a
-        // trailing "*" matches any end.
-        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QString>("faulty"); // the path the fault strikes
+        QTest::addColumn<QStringList>("lines"); // in this order among the others
         QTest::addColumn<End>("end");
-        QTest::addColumn<QString>("faulty");
+        QTest::addColumn<QString>("label"); // part of the message shown
+        const auto row = [](const char* name, const QStringList& options, const QString& faulty,
+                             const QStringList& lines, End end, const QString& label = {}) {
+            QTest::newRow(name) << options << faulty << lines << end << label;
+        };
+        row("summary 204", { "--fail-status", "204:" + summary }, summary,
+            { "Seamless error: Download failed: No Content." }, End::Idle, "No Content");
+        row("tile 503", { "--fail-status", "503:" + tile }, tile,
+            { "OpenStreetMap error: Download failed: Service Unavailable." }, End::Idle);
+        row("geocoder 500", { "--fail-status", "500:" + geocoder }, geocoder,
+            { "geocode error: Could not find latitude or longitude in the result file." }, End::Idle);
 
-        const QList<QPair<int, QString>> statuses { { 204, "No Content" }, { 304, "Not Modified" },
-            { 404, "Not Found" }, { 503, "Service Unavailable" } };
-        for (const auto& [status, reason] : statuses) {
-            for (const QString& path : { summary, form, archive }) {
-                QTest::addRow("elevation %s %d", qPrintable(path.section('/', -1)), status)
-                    << QStringList { "--fail-status", QStringLiteral("%1:%2").arg(status).arg(path) }
-                    << Branch::Elevation << QStringList { "Seamless error: Download failed: " + reason + '.' }
-                    << End::Idle << path;
-            }
-            QTest::addRow("tile %d", status)
-                << QStringList { "--fail-status", QStringLiteral("%1:%2").arg(status).arg(tile) }
-                << Branch::Tiles << QStringList { "OpenStreetMap error: Download failed: " + reason + '.' }
-                << End::Idle << tile;
-        }
-        QTest::newRow("geocoder 500")
-            << QStringList { "--fail-status", "500:/demo.cgi" } << Branch::Geocoder
-            << QStringList { "geocode error: Could not find latitude or longitude in "
-                             "the result file." }
-            << End::Idle << "/demo.cgi";
+        row("summary dropped before the body", { "--drop-before-body", summary }, summary, {}, End::Stalled);
+        row("archive silent", { "--no-answer", archive }, archive, {}, End::Waiting);
+        row("tile dropped in the body", { "--drop-body", tile }, tile, {}, End::Stalled);
 
-        for (const QString& path : { summary, archive }) {
-            const QString name = path.section('/', -1);
-            QTest::addRow("elevation %s dropped before the body", qPrintable(name))
-                << QStringList { "--drop-before-body", path } << Branch::Elevation << QStringList()
-                << End::Waiting << path;
-            QTest::addRow("elevation %s dropped in the body", qPrintable(name))
-                << QStringList { "--drop-body", path } << Branch::Elevation << QStringList() << End::Waiting
-                << path;
-            QTest::addRow("elevation %s silent", qPrintable(name))
-                << QStringList { "--no-answer", path } << Branch::Elevation << QStringList() << End::Waiting
-                << path;
-        }
-        QTest::newRow("tile dropped before the body")
-            << QStringList { "--drop-before-body", tile } << Branch::Tiles << QStringList() << End::Waiting
-            << tile;
-        QTest::newRow("tile dropped in the body")
-            << QStringList { "--drop-body", tile } << Branch::Tiles << QStringList() << End::Waiting << tile;
-        QTest::newRow("tile silent") << QStringList { "--no-answer", tile } << Branch::Tiles << QStringList()
-                                     << End::Waiting << tile;
-        QTest::newRow("geocoder silent") << QStringList { "--no-answer", "/demo.cgi" } << Branch::Geocoder
-                                         << QStringList() << End::Waiting << "/demo.cgi";
+        row("summary page without end", { "--endless-body", summary }, summary, { "Seamless " + tooLarge },
+            End::Idle);
+        row("geocoder page without end", { "--endless-body", geocoder }, geocoder, { "geocode " + tooLarge },
+            End::Idle);
 
-        QTest::newRow("slow summary page")
-            << QStringList { "--slow-body", "3000:" + summary } << Branch::Elevation
-            << QStringList { "Seamless: Downloading http://%authority" + form + '*' } << End::Waiting
-            << summary;
-        QTest::newRow("summary page without end")
-            << QStringList { "--endless-body", summary } << Branch::Elevation
-            << QStringList { "Seamless error: " + tooLarge } << End::Idle << summary;
-        QTest::newRow("tile without end")
-            << QStringList { "--endless-body", tile } << Branch::Tiles
-            << QStringList { "OpenStreetMap error: " + tooLarge } << End::Idle << tile;
-        QTest::newRow("geocoder page without end")
-            << QStringList { "--endless-body", "/demo.cgi" } << Branch::Geocoder
-            << QStringList { "geocode error: " + tooLarge } << End::Idle << "/demo.cgi";
-        QTest::newRow("summary page with broken chunks")
-            << QStringList { "--broken-chunks", summary } << Branch::Elevation << QStringList()
-            << End::Waiting << summary;
-        QTest::newRow("summary page with negative length")
-            << QStringList { "--negative-length", summary } << Branch::Elevation
-            << QStringList { "Seamless: Downloading http://%authority" + form + '*' } << End::Waiting
-            << summary;
-
-        const QString unzipped = "Seamless: Unzip finished.";
-        QTest::newRow("archive entries climbing out")
-            << QStringList { "--archive-fault", "climbing-names" } << Branch::Elevation
-            << QStringList { "Seamless: szFileName = ../*", unzipped, "Seamless: BIL file size is *" }
-            << End::Waiting << archive;
-        QTest::newRow("archive entries with absolute names")
-            << QStringList { "--archive-fault", "absolute-names" } << Branch::Elevation
-            << QStringList { "Seamless: szFileName = /*", unzipped, "Seamless: BIL file size is *" }
-            << End::Waiting << archive;
-        QTest::newRow("archive entry claiming gigabytes")
-            << QStringList { "--archive-fault", "claims-gigabytes" } << Branch::Elevation
-            << QStringList { "Seamless error: * claims 4026531840 bytes, more than the *", unzipped,
-                   "Seamless error: Could not create BIL file from *" }
-            << End::Waiting << archive;
-
-        QTest::newRow("tile that is no PNG")
-            << QStringList { "--fail-status", "200:" + tile } << Branch::Tiles
-            << QStringList { "OpenStreetMap error: Could not load image from "
-                             "buffer.",
-                   "OpenStreetMap error: Could not save image %tile." }
-            << End::Waiting << tile;
-        QTest::newRow("tile that is a PNG bomb") << QStringList { "--png-bomb", tile } << Branch::Tiles
-                                                 << QStringList { "OpenStreetMap error: Could not load image "
-                                                                  "from buffer.",
-                                                        "OpenStreetMap error: Could not save image %tile." }
-                                                 << End::Waiting << tile;
+        // The waiting page stays on show, without its error passage.
+        const QString waitingPage = "every 0 second(s) until your data are ready.</P>\r\n<P></P>";
+        row("no download button", { "--download-buttons", "0" }, summary,
+            { "Seamless error: No \"Download\" button found in the request form.", aborted }, End::Stalled,
+            "The National Map Seamless Request Summary Page");
+        row("two download buttons", { "--download-buttons", "2" }, summary,
+            { "Seamless error: More than one \"Download\" button found in the request form.", aborted },
+            End::Stalled, waitingPage);
+        row("form without target", { "--form-without-action" }, summary, {}, End::Stalled, waitingPage);
+        row("no source matches", {}, QString(), { "Seamless error: refresh called with empty url." },
+            End::Stalled);
+        row("archive without header", { "--archive-without-hdr" }, archive,
+            { unzipped,
+                "Seamless error: Could not create BIL file from \"*.zip\": \"*.bil\" or/and \"*.hdr\" not "
+                "found." },
+            End::Waiting);
+        row("archive entries climbing out", { "--archive-fault", "climbing-names" }, archive,
+            { "Seamless: szFileName = ../*", unzipped, "Seamless: BIL file size is *" }, End::Waiting);
+        row("archive entries with absolute names", { "--archive-fault", "absolute-names" }, archive,
+            { "Seamless: szFileName = /*", unzipped, "Seamless: BIL file size is *" }, End::Waiting);
+        row("archive entry claiming gigabytes", { "--archive-fault", "claims-gigabytes" }, archive,
+            { "Seamless error: * claims 4026531840 bytes, more than the *", unzipped,
+                "Seamless error: Could not create BIL file from *" },
+            End::Waiting);
+        // The tiles that came are stitched without the broken one.
+        const QStringList brokenTile { "OpenStreetMap error: Could not load image from buffer.",
+            "OpenStreetMap error: Could not save image %tile.",
+            "OpenStreetMap error: Could not load %tile for tiling.", "OpenStreetMap: Saving *.png." };
+        row("tile that is no PNG", { "--fail-status", "200:" + tile }, tile, brokenTile, End::Waiting);
+        row("tile that is a PNG bomb", { "--png-bomb", tile }, tile, brokenTile.mid(0, 2), End::Waiting);
     }
 
     void matrix()
     {
         QFETCH(QStringList, options);
-        QFETCH(Branch, branch);
+        QFETCH(QString, faulty);
         QFETCH(QStringList, lines);
         QFETCH(End, end);
-        QFETCH(QString, faulty);
-        RunFixture run(options + QStringList { "--refresh-seconds", "0", "--cache-dir", archives.path() });
+        const bool tiles = faulty.startsWith(u"/15/"_s);
+        // The other branch is never answered.
+        options << u"--no-answer"_s << (tiles ? summary : u"/15/"_s);
+        RunFixture run(
+            options + QStringList { u"--refresh-seconds"_s, u"0"_s, u"--cache-dir"_s, archives.path() });
         QVERIFY(run.isReady());
         // Three levels down, so that a name climbing out would still land
         // in this folder, where it can be seen.
         QTemporaryDir root;
-        const QString work = root.filePath("a/b/c");
+        const QString work = root.filePath(u"a/b/c"_s);
         QVERIFY(QDir().mkpath(work));
-        if (branch == Branch::Elevation)
-            run.makeTileServerUnreachable();
-        run.start(
-            { .area = area, .source = branch == Branch::Tiles ? noSource : srtm3, .workingDirectory = work });
-        const QString tileFile = work + "/15-06735-12375.png";
-        for (QString& line : lines)
-            line.replace("%authority", run.authority()).replace("%tile", tileFile);
-        // "*" stands for any text, the rest for itself.
-        const auto matches = [](const QString& line, const QString& pattern) {
-            QStringList parts = pattern.split('*');
-            for (QString& part : parts)
-                part = QRegularExpression::escape(part);
-            return QRegularExpression('^' + parts.join(".*") + '$').match(line).hasMatch();
-        };
+        // Without a faulty path the source is one the service does not know.
+        run.start({ .source = faulty.isEmpty() ? u"none"_s : RunFixture::srtm3, .workingDirectory = work });
+        QList<QRegularExpression> patterns;
+        for (const QString& line : lines)
+            patterns << pattern(QString(line).replace(u"%tile"_s, work + u"/15-06735-12375.png"_s));
+        qsizetype found = 0;
+        qsizetype scanned = 0;
         const auto seen = [&] {
-            QStringList found;
-            for (const QString& line : run.log()) {
-                if (found.size() < lines.size() && matches(line, lines[found.size()]))
-                    found << line;
-            }
-            return found.size();
+            const QStringList log = run.log();
+            for (; scanned < log.size() && found < patterns.size(); ++scanned)
+                found += patterns[found].match(log[scanned]).hasMatch();
+            return found == patterns.size();
         };
-
-        if (branch == Branch::Geocoder) {
-            run.run().geocode("1600 Pennsylvania Ave NW, Washington DC");
-        } else {
+        if (faulty == geocoder)
+            run.run().geocode(u"1600 Pennsylvania Ave NW, Washington DC"_s);
+        else
             run.download();
-        }
-        // The faulty request has been answered (or left unanswered) once
-        // the simulator logs it.
-        QVERIFY(QTest::qWaitFor([&] { return run.simulatorLog().contains(faulty.toLatin1()); }, 60000));
-        // The tile branch's lines would hide the rest in a failure message.
-        const auto shown = [&] {
-            static const QRegularExpression tileLines("^(OpenStreetMap: Downloading|openStreetMapHttp)");
-            QStringList log = run.log();
-            log.removeIf([](const QString& line) { return tileLines.match(line).hasMatch(); });
-            return log.join('\n');
-        };
-        QVERIFY2(QTest::qWaitFor([&] { return seen() == lines.size(); }, 20000), qPrintable(shown()));
-        const auto idle = [&] { return !run.controlsLocked(); };
-        if (end == End::Idle) {
-            QVERIFY(QTest::qWaitFor(idle, 10000));
-        } else {
-            QTest::qWait(300);
-            QVERIFY2(!idle(), "the run should wait for Cancel");
-            run.run().cancelDownload();
-            QVERIFY(idle());
-        }
-        // Nothing goes on after the end.
-        const QStringList after = run.log();
-        QTest::qWait(300);
-        QCOMPARE(run.log(), after);
+        QVERIFY(run.waitFor([&] { return run.simulatorLog().contains(faulty.toLatin1()); }));
+        QVERIFY2(run.waitFor(seen), qPrintable(run.elevationLog().join(u'\n')));
+        if (end == End::Idle)
+            QVERIFY(run.waitFor([&] { return !run.controlsLocked(); }));
+        if (end == End::Stalled)
+            QVERIFY(run.waitFor([&] { return run.hasStalled(); }));
+        QCOMPARE(run.controlsLocked(), end != End::Idle);
+        QFETCH(QString, label);
+        QVERIFY2(run.message().contains(label), qPrintable(run.message()));
+        run.run().cancelDownload();
+        QVERIFY(run.isIdle());
 
         for (const QString& file : filesBelow(root.path()))
-            QVERIFY2(file.startsWith("a/b/c/"), qPrintable(file));
+            QVERIFY2(file.startsWith(u"a/b/c/"_s), qPrintable(file));
         QCOMPARE(rasterFilesIn(QDir::rootPath()), QStringList());
         QCOMPARE(rasterFilesIn(QDir::currentPath()), QStringList());
     }

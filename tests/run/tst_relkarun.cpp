@@ -1,65 +1,77 @@
-#include "SimProcess.h"
+#include "RunFixture.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString base = QStringLiteral("40.25000N-40.12500S_-106.00000W--105.75000E");
-const QString success = QStringLiteral("         ********* SUCCESS *********");
+const QString base = RunFixture::baseName.mid(1);
+const QString success = u"         ********* SUCCESS *********"_s;
+const QStringList quick { u"--refresh-seconds"_s, u"0"_s };
 
-// relka-run against a simulator of its own, in a working folder of its own.
-class RelkaRun {
-public:
-    explicit RelkaRun(const QStringList& simOptions = {})
-        : sim(simOptions + QStringList { QStringLiteral("--refresh-seconds"), QStringLiteral("0") })
+QStringList lines(const QByteArray& text)
+{
+    return QString::fromLatin1(text).split(u'\n', Qt::SkipEmptyParts);
+}
+
+// Waits in the event loop, which keeps reading the simulator's log.
+bool finished(QProcess& child)
+{
+    return RunFixture::waitFor([&child] { return child.state() == QProcess::NotRunning; });
+}
+
+// File name to checksum, for the tiles, the archive and the two results.
+using Files = QMap<QString, QByteArray>;
+
+Files workFiles(const QString& directory)
+{
+    Files files;
+    const QStringList patterns { u"15-*.png"_s, u"*.zip"_s, u"*-el-corr.png"_s, u"*-el-col-scaled.png"_s };
+    for (const QString& name : QDir(directory).entryList(patterns, QDir::Files)) {
+        QFile file(directory + u'/' + name);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        files.insert(
+            name, file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray());
+    }
+    return files;
+}
+
+} // namespace
+
+// relka-run as a user runs it: its command line, how it ends, and runs
+// interrupted one after another in the same folder, by a signal or killed.
+// A killed run leaves no work file that a later run would take up in a
+// broken state: whatever stands under a name after a kill is what the runs
+// started afterwards end with.
+class TestRelkaRun : public QObject {
+    Q_OBJECT
+
+    // The archive comes slowly, so an interruption can find it in the middle.
+    SimProcess sim { quick + QStringList { u"--slow-body"_s, u"20000:/Website/distreq/archive"_s } };
+    QTemporaryDir work;
+    // A killed run cleans nothing up: it must leave nothing to clean.
+    QTemporaryDir childTemporaries;
+    QList<Files> afterInterruptions;
+
+    void useSharedSimulator()
     {
         for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
             qputenv(variable, sim.url(QString()).authority().toLatin1());
     }
 
-    bool isReady() const { return sim.isRunning() && work.isValid(); }
-    QString directory() const { return work.path(); }
-
-    // Starts relka-run on the rectangle at north 40.25, west west.
-    void start(QProcess& child, double west = -106, const QStringList& more = {})
-    {
-        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"),
-            QStringList { "--north", "40.25", "--west", QString::number(west), "--area", "0.25", "--source",
-                "srtm3", "--workdir", work.path() }
-                + more);
-    }
-
-    // Waits in the event loop, which keeps reading the simulator's log.
-    static bool finish(QProcess& child)
-    {
-        return QTest::qWaitFor([&child] { return child.state() == QProcess::NotRunning; }, 300000)
-            && child.exitStatus() == QProcess::NormalExit;
-    }
-
-    SimProcess sim;
-    QTemporaryDir work;
-};
-
-QStringList lines(const QByteArray& text)
-{
-    return QString::fromLatin1(text).split('\n', Qt::SkipEmptyParts);
-}
-
-} // namespace
-
-class TestRelkaRun : public QObject {
-    Q_OBJECT
-
 private slots:
+    void initTestCase() { QVERIFY(sim.isRunning()); }
+
     void commandLine_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -70,142 +82,159 @@ private slots:
             << QStringList { "--north 41 --west -106 --area 1", "--north 41 --west -105 --area 1",
                    "--north 40.5 --west -106 --area 1", "--north 40.5 --west -105 --area 1" };
         QTest::newRow("plan reaching past the region")
-            << QStringList { "--plan", "--region", "40.3,40,-106,-105.6", "--area",
-                   "0.25° (lon) by 0.125° (lat)" }
-            << 0
+            << QStringList { "--plan", "--region", "40.3,40.1,-106,-105.8", "--area", RunFixture::area } << 0
             << QStringList { "--north 40.3 --west -106 --area 0.25",
-                   "--north 40.3 --west -105.75 --area 0.25", "--north 40.175 --west -106 --area 0.25",
-                   "--north 40.175 --west -105.75 --area 0.25", "--north 40.05 --west -106 --area 0.25",
-                   "--north 40.05 --west -105.75 --area 0.25" };
-        QTest::newRow("plan without area")
-            << QStringList { "--plan", "--region", "41,40,-106,-104" } << 2 << QStringList();
-        QTest::newRow("region upside down")
-            << QStringList { "--plan", "--region", "40,41,-106,-104", "--area", "1" } << 2 << QStringList();
-        QTest::newRow("north without west") << QStringList { "--north", "40" } << 2 << QStringList();
-        QTest::newRow("corner and address")
-            << QStringList { "--north", "40", "--west", "-106", "--address", "x" } << 2 << QStringList();
-        QTest::newRow("unknown area") << QStringList { "--area", "3" } << 2 << QStringList();
-        QTest::newRow("unknown source") << QStringList { "--source", "srtm2" } << 2 << QStringList();
-        QTest::newRow("latitude out of range")
-            << QStringList { "--north", "91", "--west", "0" } << 2 << QStringList();
-        QTest::newRow("stray argument") << QStringList { "now" } << 2 << QStringList();
-        QTest::newRow("working directory that cannot be made") << QStringList { "--north", "40", "--west",
-            "-106", "--workdir", "/proc/relka" } << 2 << QStringList();
+                   "--north 40.175 --west -106 --area 0.25" };
+        const auto refused = [](const char* name, const QStringList& arguments) {
+            QTest::newRow(name) << arguments << 2 << QStringList();
+        };
+        refused("plan without area", { "--plan", "--region", "41,40,-106,-104" });
+        refused("north without west", { "--north", "40" });
+        refused("unknown source", { "--source", "srtm2" });
+        refused("working directory that cannot be made",
+            { "--north", "40", "--west", "-106", "--workdir", "/proc/x" });
     }
 
     void commandLine()
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, exitCode);
-        QFETCH(QStringList, output);
         QProcess child;
-        child.start(QStringLiteral(RELKA_BINARY_DIR "/run/relka-run"), arguments);
-        QVERIFY(RelkaRun::finish(child));
+        child.start(u"" RELKA_BINARY_DIR "/run/relka-run"_s, arguments);
+        QVERIFY(finished(child));
         QCOMPARE(child.exitCode(), exitCode);
-        QCOMPARE(lines(child.readAllStandardOutput()), output);
-        if (exitCode == 2)
-            QVERIFY(child.readAllStandardError().startsWith("relka-run: "));
+        QTEST(lines(child.readAllStandardOutput()), "output");
+        QCOMPARE(child.readAllStandardError().startsWith("relka-run: "), exitCode == 2);
     }
 
-    // Two runs of neighbouring rectangles share the folder, its tiles and
-    // its message log; the settings store stays as it was.
-    void twoRunsShareAFolder()
-    {
-        RelkaRun run;
-        QVERIFY(run.isReady());
-        QProcess first;
-        QProcess second;
-        run.start(first);
-        run.start(second, -105.75);
-        QVERIFY(RelkaRun::finish(first) && RelkaRun::finish(second));
-        const QStringList out = lines(first.readAllStandardOutput());
-        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join('\n')));
-        QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(out.at(out.size() - 3), success);
-        const QByteArray progress = first.readAllStandardError();
-        QVERIFY(progress.contains("Merging: done\n") && progress.contains("Downloading zip file: done\n"));
-        QVERIFY(progress.contains("relka: Download and post processing finished!"));
-
-        const QString eastern = QStringLiteral("40.25000N-40.12500S_-105.75000W--105.50000E");
-        for (const QString& name : { base, eastern }) {
-            QVERIFY(!QImage(run.directory() + '/' + name + "-el-corr.png").isNull());
-            QVERIFY(!QImage(run.directory() + '/' + name + "-el-col-scaled.png").isNull());
-        }
-        for (const QString& tile : QDir(run.directory()).entryList({ "15-*.png" }))
-            QVERIFY2(!QImage(run.directory() + '/' + tile).isNull(), qPrintable(tile));
-        QFile log(run.directory() + "/messages.txt");
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        static const QRegularExpression whole(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"));
-        const QStringList logged = lines(log.readAll());
-        for (const QString& line : logged)
-            QVERIFY2(whole.match(line).hasMatch(), qPrintable(line));
-        QCOMPARE(logged.filter(success).size(), 2);
-        QVERIFY(QSettings(QStringLiteral("Brenholt"), QStringLiteral("relka")).allKeys().isEmpty());
-    }
-
-    void endings_data()
+    // A run that would wait for Cancel fails, and so does one whose archive
+    // cannot be written (the tiles fit under the file size limit, the
+    // archive does not).
+    void failures_data()
     {
         QTest::addColumn<QStringList>("simOptions");
-        QTest::addColumn<int>("signal");
         QTest::addColumn<qint64>("fileSizeLimit");
-        QTest::addColumn<int>("exitCode");
         QTest::addColumn<QStringList>("lines"); // in this order among the output; %1 the base name
-        const QStringList slowArchive { "--slow-body", "20000:/Website/distreq/archive" };
-        QTest::newRow("SIGINT cancels") << slowArchive << SIGINT << qint64(0) << 130 << QStringList();
-        QTest::newRow("SIGTERM cancels") << slowArchive << SIGTERM << qint64(0) << 143 << QStringList();
-        QTest::newRow("a run that would wait for Cancel fails")
-            << QStringList { "--archive-without-hdr" } << 0 << qint64(0) << 1
-            << QStringList { "Seamless error: Could not create BIL file from \"%1.zip\": \"%1.bil\" or/and "
-                             "\"%1.hdr\" not found." };
-        // The tiles fit under the limit, the archive does not.
+        QTest::newRow("waiting for Cancel")
+            << QStringList { "--download-buttons", "0" } << qint64(0)
+            << QStringList { "Seamless error: No \"Download\" button found in the request form." };
         QTest::newRow("archive that cannot be written")
-            << QStringList() << 0 << qint64(24 * 1024) << 1
+            << QStringList() << qint64(24 * 1024)
             << QStringList { "Seamless error: Could not save file %1.zip.",
                    "Seamless: unzOpen(%1.zip) failed." };
     }
 
-    void endings()
+    void failures()
     {
         QFETCH(QStringList, simOptions);
-        QFETCH(int, signal);
         QFETCH(qint64, fileSizeLimit);
-        QFETCH(int, exitCode);
         QFETCH(QStringList, lines);
-        RelkaRun run(simOptions);
+        RunFixture run(simOptions + quick);
         QVERIFY(run.isReady());
+        QTemporaryDir directory;
         QProcess child;
-        if (fileSizeLimit > 0) {
-            child.setChildProcessModifier([fileSizeLimit] {
-                // A write past the limit fails with EFBIG instead of ending the process.
-                std::signal(SIGXFSZ, SIG_IGN);
-                const rlimit limit { rlim_t(fileSizeLimit), rlim_t(fileSizeLimit) };
+        child.setChildProcessModifier([fileSizeLimit] {
+            // A write past the limit fails with EFBIG instead of ending the process.
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit { rlim_t(fileSizeLimit), rlim_t(fileSizeLimit) };
+            if (fileSizeLimit > 0)
                 setrlimit(RLIMIT_FSIZE, &limit);
-            });
-        }
-        run.start(child);
-        QVERIFY(child.waitForStarted());
-        QByteArray out;
-        if (signal != 0) {
-            QVERIFY(QTest::qWaitFor(
-                [&] {
-                    out += child.readAllStandardOutput();
-                    return out.contains("Seamless: Downloading http://")
-                        && out.contains("/Website/distreq/archive/");
-                },
-                60000));
-            ::kill(pid_t(child.processId()), signal);
-        }
-        QVERIFY(RelkaRun::finish(child));
-        QCOMPARE(child.exitCode(), exitCode);
-        out += child.readAllStandardOutput();
-        QStringList seen = ::lines(out);
+        });
+        RunFixture::startRelkaRun(child, directory.path());
+        QVERIFY(finished(child));
+        QCOMPARE(child.exitCode(), 1);
+        QStringList seen = ::lines(child.readAllStandardOutput());
         for (QString& line : lines)
-            line.replace("%1", run.directory() + '/' + base);
+            line.replace(u"%1"_s, directory.filePath(base));
         seen.removeIf([&lines](const QString& line) { return !lines.contains(line); });
         QCOMPARE(seen, lines);
-        QVERIFY(!out.contains(success.toLatin1()));
-        // Whole or absent: no half archive beside its name.
-        QCOMPARE(QDir(run.directory()).entryList({ "*.zip.*" }), QStringList());
+    }
+
+    void interrupted_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<bool>("simulator"); // the line is in its log, or in relka-run's
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<int>("times");
+        QTest::newRow("killed in the tile downloads")
+            << SIGKILL << false << QByteArray("OpenStreetMap: Image ") << 40;
+        QTest::newRow("SIGTERM in the tile downloads")
+            << SIGTERM << false << QByteArray("OpenStreetMap: Image ") << 40;
+        QTest::newRow("killed in the archive body")
+            << SIGKILL << true << QByteArray("/Website/distreq/archive/") << 1;
+        QTest::newRow("SIGINT in the import")
+            << SIGINT << false << QByteArray("Seamless: BIL file size is") << 1;
+        QTest::newRow("killed saving the texture result")
+            << SIGKILL << false << QByteArray("Seamless: Saving file ") << 1;
+    }
+
+    // The rows interrupt one run after another in the same folder; a signal
+    // cancels the run, which then ends with 128 and the signal's number.
+    void interrupted()
+    {
+        QFETCH(int, signal);
+        QFETCH(bool, simulator);
+        QFETCH(QByteArray, line);
+        QFETCH(int, times);
+        useSharedSimulator();
+        QProcess child;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"TMPDIR"_s, childTemporaries.path());
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        RunFixture::startRelkaRun(child, work.path(), -106, { "--verbose" });
+        QByteArray out;
+        sim.process().readAllStandardError();
+        QVERIFY(RunFixture::waitFor([&] {
+            out += simulator ? sim.process().readAllStandardError() : child.readAllStandardOutput();
+            return out.count(line) >= times;
+        }));
+        ::kill(pid_t(child.processId()), signal);
+        QVERIFY(finished(child));
+        QCOMPARE(child.exitStatus(), signal == SIGKILL ? QProcess::CrashExit : QProcess::NormalExit);
+        if (signal != SIGKILL)
+            QCOMPARE(child.exitCode(), 128 + signal);
+        QVERIFY(!child.readAllStandardOutput().contains(success.toLatin1()));
+        QVERIFY(QDir(childTemporaries.path()).isEmpty());
+        afterInterruptions.append(workFiles(work.path()));
+    }
+
+    // Two runs then share the folder, its tiles and its message log: the
+    // one interrupted before and its neighbour to the east. The settings
+    // store stays as it was.
+    void runsAfterwardsShareTheFolder()
+    {
+        QFile::remove(work.filePath(u"messages.txt"_s));
+        useSharedSimulator();
+        QProcess first;
+        QProcess second;
+        RunFixture::startRelkaRun(first, work.path());
+        RunFixture::startRelkaRun(second, work.path(), -105.75);
+        QVERIFY(finished(first) && finished(second));
+        const QStringList out = lines(first.readAllStandardOutput());
+        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join(u'\n')));
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(out.at(out.size() - 3), success);
+        const QByteArray progress = first.readAllStandardError();
+        QVERIFY(progress.contains("Merging: done\n")
+            && progress.contains("relka: Download and post processing finished!"));
+        QVERIFY(!QImage(work.filePath(u"40.25000N-40.12500S_-105.75000W--105.50000E-el-col-scaled.png"_s))
+                     .isNull());
+        QFile log(work.filePath(u"messages.txt"_s));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        static const QRegularExpression stamped(u"^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"_s);
+        const QStringList logged = lines(log.readAll());
+        for (const QString& line : logged)
+            QVERIFY2(stamped.match(line).hasMatch(), qPrintable(line));
+        QCOMPARE(logged.filter(success).size(), 2);
+        QVERIFY(QSettings(u"Brenholt"_s, u"relka"_s).allKeys().isEmpty());
+
+        const Files whole = workFiles(work.path());
+        QVERIFY(!QImage(work.filePath(base + u"-el-corr.png"_s)).isNull());
+        for (const Files& found : std::as_const(afterInterruptions)) {
+            for (auto it = found.cbegin(); it != found.cend(); ++it)
+                QVERIFY2(whole.value(it.key()) == it.value(), qPrintable(it.key() + u" was broken"_s));
+        }
     }
 };
 

@@ -7,12 +7,22 @@
 
 #include <minizip/unzip.h>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 SimProcess::SimProcess(const QStringList& options, const QString& program)
 {
+    // A test that dies takes its server along.
+    child.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
     child.start(program, QStringList { QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0") } + options);
     // The address comes in one write, once the simulator listens.
-    if (child.waitForReadyRead(10000) && child.canReadLine())
+    if (child.waitForReadyRead(patience()) && child.canReadLine())
         authority = QString::fromLatin1(child.readLine().trimmed());
+}
+
+int SimProcess::patience()
+{
+    return 300000 * std::max(1, qEnvironmentVariableIntValue("RELKA_TEST_TIME_FACTOR"));
 }
 
 SimProcess::~SimProcess()

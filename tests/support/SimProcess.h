@@ -20,6 +20,10 @@ public:
     QProcess& process() { return child; }
 
     static QString executable() { return QStringLiteral(RELKA_BINARY_DIR "/sim/relka-sim"); }
+    // The limit of a wait for a program or a run, in milliseconds. Every
+    // wait ends with the event it waits for; the limit only guards against
+    // a hang. It grows with RELKA_TEST_TIME_FACTOR on a slow machine.
+    static int patience();
 
 private:
     QProcess child;
