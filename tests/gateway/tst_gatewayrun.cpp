@@ -65,7 +65,7 @@ private slots:
         downloadRun.setRectangle({ 40.25, 40.125, west, west + 0.25 });
         run.download();
         if (message.isEmpty()) {
-            QVERIFY(run.waitForSuccess());
+            QVERIFY(run.waitForLine("         ********* SUCCESS *********"));
             QCOMPARE(QImage(run.baseFileName() + "-el-col-scaled.png").size(), QSize(5826, 3813));
             // The rectangle at zoom 15: 24 x 16 tiles.
             QCOMPARE(fakes.tiles.requests().size(), 24 * 16);

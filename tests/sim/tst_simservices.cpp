@@ -31,10 +31,10 @@ private slots:
         QTest::newRow("tile past the edge") << "/13/8192/0.png" << 404 << QString();
         QTest::newRow("no such service") << "/Website/elsewhere.jsp" << 404 << QString();
         QTest::newRow("address as written") << "/demo.cgi?address=1600 Pennsylvania Avenue, Washington, DC"
-                                            << 200 << "<td>38.8977&deg;.*<td>-77.0365&deg;";
+                                            << 200 << "<td>38.897700&deg;.*<td>-77.036500&deg;";
         QTest::newRow("case, blanks, pluses, full stops")
             << "/demo.cgi?address=  2+15TH   street N.W. ,washington,  D.C. " << 200
-            << "<td>38.8895&deg;.*<td>-77.0353&deg;";
+            << "<td>38.889500&deg;.*<td>-77.035300&deg;";
         QTest::newRow("unknown address, markup dropped")
             << "/demo.cgi?address=1 Nowhere Lane, <b>Atlantis</b>" << 200 << "^(?!.*(&deg;|<b>))";
     }
