@@ -1,5 +1,6 @@
 #include "http/HttpClient.h"
 
+#include "SimProcess.h"
 #include "TestHttpServer.h"
 #include "http/BoundedBuffer.h"
 
@@ -11,83 +12,11 @@ using namespace Qt::StringLiterals;
 using Response = TestHttpServer::Response;
 Q_DECLARE_METATYPE(Response)
 
-namespace {
-
-// Everything the client and the server report, in order, as short lines such
-// as "finished 2 0", so a whole conversation can be compared at once. Ids are
-// logged relative to base, the id of the test's first operation.
-struct EventLog {
-    EventLog(HttpClient& client, TestHttpServer& server)
-    {
-        QObject::connect(&client, &HttpClient::requestStarted, &client,
-            [this](int id) { events << u"started %1"_s.arg(id - base); });
-        QObject::connect(
-            &client, &HttpClient::responseHeaderReceived, &client, [this](const HttpResponseHeader& h) {
-                headers << h;
-                events << u"header %1 %2"_s.arg(h.statusCode()).arg(h.reasonPhrase());
-            });
-        QObject::connect(&client, &HttpClient::dataReadProgress, &client, [this](int done, int total) {
-            progress.append({ done, total });
-            // How many pieces arrive depends on the network: one line per run.
-            if (events.value(events.size() - 1) != u"progress"_s)
-                events << u"progress"_s;
-        });
-        QObject::connect(&client, &HttpClient::requestFinished, &client,
-            [this](int id, bool error) { events << u"finished %1 %2"_s.arg(id - base).arg(int(error)); });
-        QObject::connect(
-            &server, &TestHttpServer::requestReceived, &client, [this](const TestHttpServer::Request& r) {
-                events << u"server "_s + QString::fromLatin1(r.target);
-            });
-    }
-
-    int base = 0;
-    QStringList events;
-    QList<HttpResponseHeader> headers;
-    QList<QPair<int, int>> progress;
-};
-
-} // namespace
-
-// The HTTP client against a loopback server. Every test starts with the host setting of a fresh server queued
-// as operation 0.
+// The HTTP client against a loopback server.
 class TestHttp : public QObject {
     Q_OBJECT
 
-    TestHttpServer* server = nullptr;
-    HttpClient* client = nullptr;
-    EventLog* log = nullptr;
-
-    // Waits for the operation's report; with `after` it then queues one more
-    // GET and waits for that too, so nothing queued before can still come.
-    bool finish(int id, bool error, bool after = false)
-    {
-        const auto reported = [this](int which, bool failed) {
-            const QString line = u"finished %1 %2"_s.arg(which).arg(int(failed));
-            return QTest::qWaitFor([&] { return log->events.contains(line); }, 30000);
-        };
-        if (!reported(id, error) || !after)
-            return !after;
-        client->setHost(server->host(), server->port());
-        return reported(client->get(u"/after"_s) - log->base, false);
-    }
-
 private slots:
-    void init()
-    {
-        server = new TestHttpServer;
-        QVERIFY(server->listen());
-        client = new HttpClient;
-        log = new EventLog(*client, *server);
-        log->base = client->setHost(server->host(), server->port());
-    }
-
-    void cleanup()
-    {
-        delete client;
-        delete log;
-        delete server;
-    }
-
     // Statuses are answers; bodies reach the device whole in every framing,
     // each piece before its progress report; a failure drops the queue.
     void answers_data()
@@ -147,34 +76,59 @@ private slots:
         QFETCH(QString, error);
         QFETCH(bool, refused);
         QFETCH(int, deviceLimit);
-        server->setResponse("/a", response);
+        TestHttpServer server;
+        QVERIFY(server.listen());
+        server.setResponse("/a", response);
+        HttpClient client;
+        // What the client and the server report, in order, as "started 2",
+        // "header 200", "server /queued", "finished 2 1".
+        QStringList events;
+        QList<HttpResponseHeader> headers;
+        connect(&client, &HttpClient::requestStarted, [&](int id) { events << u"started %1"_s.arg(id); });
+        connect(&client, &HttpClient::responseHeaderReceived, [&](const HttpResponseHeader& header) {
+            headers << header;
+            events << u"header"_s;
+        });
+        connect(&client, &HttpClient::requestFinished,
+            [&](int id, bool failed) { events << u"finished %1 %2"_s.arg(id).arg(int(failed)); });
+        connect(&server, &TestHttpServer::requestReceived, [&](const TestHttpServer::Request& request) {
+            events << "server " + QString::fromLatin1(request.target);
+        });
+        const auto finished = [&](int id, bool failed) {
+            const QString line = u"finished %1 %2"_s.arg(id).arg(int(failed));
+            return QTest::qWaitFor([&] { return events.contains(line); }, SimProcess::patience());
+        };
+
         BoundedBuffer buffer(deviceLimit > 0 ? deviceLimit : 1 << 30);
         buffer.open(QIODevice::ReadWrite);
+        bool receiving = true;
         bool writtenBeforeProgress = true;
         QList<QPair<int, int>> progress;
-        client->setTransferTimeout(1000);
-        client->setHost(server->host(), refused ? TestHttpServer::closedPort() : server->port());
-        const int id = client->get("/a?q=a b", &buffer);
-        bool receiving = true;
-        connect(client, &HttpClient::requestFinished, this,
-            [&](int finished) { receiving = receiving && finished != id; });
-        connect(client, &HttpClient::dataReadProgress, this, [&](int done, int total) {
+        client.setTransferTimeout(1000);
+        client.setHost(server.host(), refused ? TestHttpServer::closedPort() : server.port());
+        const int id = client.get("/a?q=a b", &buffer);
+        connect(
+            &client, &HttpClient::requestFinished, [&](int done) { receiving = receiving && done != id; });
+        connect(&client, &HttpClient::dataReadProgress, [&](int done, int total) {
             if (receiving)
                 progress.append({ done, total });
             writtenBeforeProgress = writtenBeforeProgress && (!receiving || buffer.size() == done);
         });
-        client->get("/queued");
-        // The queued GET starts only once the first has finished; after a
-        // failure it never does.
-        QVERIFY(error.isEmpty() ? finish(3, false) : finish(2, true, true));
+        const int queued = client.get("/queued");
+        // The queued GET starts once the first has finished; after a failure
+        // it never does, which shows once a GET queued later has finished.
+        QVERIFY(finished(error.isEmpty() ? queued : id, !error.isEmpty()));
+        client.setHost(server.host(), server.port());
+        QVERIFY(finished(client.get(u"/after"_s), false));
+        QCOMPARE(events.indexOf(u"started %1"_s.arg(queued)) > events.indexOf(u"finished %1 0"_s.arg(id)),
+            error.isEmpty());
 
         QCOMPARE(buffer.data().left(body.size()), body);
-        QVERIFY(error.isEmpty() ? buffer.size() == body.size() : !log->events.contains("started 3"));
+        QVERIFY(!error.isEmpty() || buffer.size() == body.size());
         if (error == u"*"_s)
-            QVERIFY(client->errorString() != HttpClient().errorString());
+            QVERIFY(client.errorString() != HttpClient().errorString());
         else if (!error.isEmpty())
-            QCOMPARE(client->errorString(), error);
-        QVERIFY(deviceLimit == 0 || buffer.size() <= deviceLimit);
+            QCOMPARE(client.errorString(), error);
         QVERIFY(writtenBeforeProgress);
         const bool announced = response.framing == Response::Framing::ContentLength;
         for (const auto& [done, total] : std::as_const(progress))
@@ -182,17 +136,15 @@ private slots:
         if (response.pieceDelayMs > 0)
             QVERIFY(progress.first().first < body.size());
         if (error.isEmpty()) {
-            const qsizetype finished = log->events.indexOf(u"finished 2 0"_s);
-            QVERIFY(finished >= 0 && finished < log->events.indexOf(u"started 3"_s));
-            // One header for each of the two.
-            QCOMPARE(log->events.filter(u"header"_s).size(), 2);
-            QCOMPARE(server->requests().value(0).target, "/a?q=a%20b");
-            QCOMPARE(server->requests().value(0).header("user-agent"), QByteArray("relka/" RELKA_VERSION));
-            QCOMPARE(log->headers.value(0).statusCode(), response.status);
-            QVERIFY(response.reason.isEmpty() || log->headers.value(0).reasonPhrase() == response.reason);
+            // One header for each of the three.
+            QCOMPARE(events.count(u"header"_s), 3);
+            QCOMPARE(server.requests().value(0).target, "/a?q=a%20b");
+            QCOMPARE(server.requests().value(0).header("user-agent"), QByteArray("relka/" RELKA_VERSION));
+            QCOMPARE(headers.value(0).statusCode(), response.status);
+            QVERIFY(response.reason.isEmpty() || headers.value(0).reasonPhrase() == response.reason);
         }
         for (const auto& [name, value] : response.headers)
-            QCOMPARE(log->headers.value(0).value(QString::fromLatin1(name)), QString::fromLatin1(value));
+            QCOMPARE(headers.value(0).value(QString::fromLatin1(name)), QString::fromLatin1(value));
     }
 };
 

@@ -23,8 +23,7 @@ const QSize previewBox(300, 200);
 RunFixture::RunFixture(const QStringList& simOptions, const QString& program)
 {
     sim = std::make_unique<SimProcess>(simOptions, program);
-    for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
-        qputenv(variable, authority().toLatin1());
+    sim->serveAllServices();
     clock.start();
     MessageLog::setEcho([this](const QString& line) {
         static const QRegularExpression id(u"\\((\\d+), ([01])\\)"_s);

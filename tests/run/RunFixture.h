@@ -29,6 +29,7 @@ public:
     // In the working directory.
     static inline const QString baseName = QStringLiteral("/40.25000N-40.12500S_-106.00000W--105.75000E");
     static constexpr int tileCount = 24 * 16;
+    static inline const QString success = QStringLiteral("         ********* SUCCESS *********");
 
     struct Settings {
         QString area = RunFixture::area;

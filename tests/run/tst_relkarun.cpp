@@ -16,7 +16,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString base = RunFixture::baseName.mid(1);
-const QString success = u"         ********* SUCCESS *********"_s;
 const QStringList quick { u"--refresh-seconds"_s, u"0"_s };
 
 QStringList lines(const QByteArray& text)
@@ -63,14 +62,13 @@ class TestRelkaRun : public QObject {
     QTemporaryDir childTemporaries;
     QList<Files> afterInterruptions;
 
-    void useSharedSimulator()
-    {
-        for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
-            qputenv(variable, sim.url(QString()).authority().toLatin1());
-    }
-
 private slots:
-    void initTestCase() { QVERIFY(sim.isRunning()); }
+    // The failures, last, start simulators of their own.
+    void initTestCase()
+    {
+        QVERIFY(sim.isRunning());
+        sim.serveAllServices();
+    }
 
     void commandLine_data()
     {
@@ -105,6 +103,91 @@ private slots:
         QCOMPARE(child.exitCode(), exitCode);
         QTEST(lines(child.readAllStandardOutput()), "output");
         QCOMPARE(child.readAllStandardError().startsWith("relka-run: "), exitCode == 2);
+    }
+
+    void interrupted_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<bool>("simulator"); // the line is in its log, or in relka-run's
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<int>("times");
+        QTest::newRow("killed in the tile downloads")
+            << SIGKILL << false << QByteArray("OpenStreetMap: Image ") << 40;
+        QTest::newRow("SIGTERM in the tile downloads")
+            << SIGTERM << false << QByteArray("OpenStreetMap: Image ") << 40;
+        QTest::newRow("killed in the archive body")
+            << SIGKILL << true << QByteArray("/Website/distreq/archive/") << 1;
+        QTest::newRow("SIGINT in the import")
+            << SIGINT << false << QByteArray("Seamless: BIL file size is") << 1;
+        QTest::newRow("killed saving the texture result")
+            << SIGKILL << false << QByteArray("Seamless: Saving file ") << 1;
+    }
+
+    // The rows interrupt one run after another in the same folder; a signal
+    // cancels the run, which then ends with 128 and the signal's number.
+    void interrupted()
+    {
+        QFETCH(int, signal);
+        QFETCH(bool, simulator);
+        QFETCH(QByteArray, line);
+        QFETCH(int, times);
+        QProcess child;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"TMPDIR"_s, childTemporaries.path());
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        RunFixture::startRelkaRun(child, work.path(), -106, { "--verbose" });
+        QByteArray out;
+        sim.process().readAllStandardError();
+        QVERIFY(RunFixture::waitFor([&] {
+            out += simulator ? sim.process().readAllStandardError() : child.readAllStandardOutput();
+            return out.count(line) >= times;
+        }));
+        ::kill(pid_t(child.processId()), signal);
+        QVERIFY(finished(child));
+        QCOMPARE(child.exitStatus(), signal == SIGKILL ? QProcess::CrashExit : QProcess::NormalExit);
+        if (signal != SIGKILL)
+            QCOMPARE(child.exitCode(), 128 + signal);
+        QVERIFY(!child.readAllStandardOutput().contains(RunFixture::success.toLatin1()));
+        QVERIFY(QDir(childTemporaries.path()).isEmpty());
+        afterInterruptions.append(workFiles(work.path()));
+    }
+
+    // Two runs then share the folder, its tiles and its message log: the
+    // one interrupted before and its neighbour to the east. The settings
+    // store stays as it was.
+    void runsAfterwardsShareTheFolder()
+    {
+        QFile::remove(work.filePath(u"messages.txt"_s));
+        QProcess first;
+        QProcess second;
+        RunFixture::startRelkaRun(first, work.path());
+        RunFixture::startRelkaRun(second, work.path(), -105.75);
+        QVERIFY(finished(first) && finished(second));
+        const QStringList out = lines(first.readAllStandardOutput());
+        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join(u'\n')));
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(out.at(out.size() - 3), RunFixture::success);
+        const QByteArray progress = first.readAllStandardError();
+        QVERIFY(progress.contains("Merging: done\n")
+            && progress.contains("relka: Download and post processing finished!"));
+        QVERIFY(!QImage(work.filePath(u"40.25000N-40.12500S_-105.75000W--105.50000E-el-col-scaled.png"_s))
+                     .isNull());
+        QFile log(work.filePath(u"messages.txt"_s));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        static const QRegularExpression stamped(u"^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"_s);
+        const QStringList logged = lines(log.readAll());
+        for (const QString& line : logged)
+            QVERIFY2(stamped.match(line).hasMatch(), qPrintable(line));
+        QCOMPARE(logged.filter(RunFixture::success).size(), 2);
+        QVERIFY(QSettings(u"Brenholt"_s, u"relka"_s).allKeys().isEmpty());
+
+        const Files whole = workFiles(work.path());
+        QVERIFY(!QImage(work.filePath(base + u"-el-corr.png"_s)).isNull());
+        for (const Files& found : std::as_const(afterInterruptions)) {
+            for (auto it = found.cbegin(); it != found.cend(); ++it)
+                QVERIFY2(whole.value(it.key()) == it.value(), qPrintable(it.key() + u" was broken"_s));
+        }
     }
 
     // A run that would wait for Cancel fails, and so does one whose archive
@@ -148,93 +231,6 @@ private slots:
             line.replace(u"%1"_s, directory.filePath(base));
         seen.removeIf([&lines](const QString& line) { return !lines.contains(line); });
         QCOMPARE(seen, lines);
-    }
-
-    void interrupted_data()
-    {
-        QTest::addColumn<int>("signal");
-        QTest::addColumn<bool>("simulator"); // the line is in its log, or in relka-run's
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<int>("times");
-        QTest::newRow("killed in the tile downloads")
-            << SIGKILL << false << QByteArray("OpenStreetMap: Image ") << 40;
-        QTest::newRow("SIGTERM in the tile downloads")
-            << SIGTERM << false << QByteArray("OpenStreetMap: Image ") << 40;
-        QTest::newRow("killed in the archive body")
-            << SIGKILL << true << QByteArray("/Website/distreq/archive/") << 1;
-        QTest::newRow("SIGINT in the import")
-            << SIGINT << false << QByteArray("Seamless: BIL file size is") << 1;
-        QTest::newRow("killed saving the texture result")
-            << SIGKILL << false << QByteArray("Seamless: Saving file ") << 1;
-    }
-
-    // The rows interrupt one run after another in the same folder; a signal
-    // cancels the run, which then ends with 128 and the signal's number.
-    void interrupted()
-    {
-        QFETCH(int, signal);
-        QFETCH(bool, simulator);
-        QFETCH(QByteArray, line);
-        QFETCH(int, times);
-        useSharedSimulator();
-        QProcess child;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"TMPDIR"_s, childTemporaries.path());
-        child.setProcessEnvironment(environment);
-        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        RunFixture::startRelkaRun(child, work.path(), -106, { "--verbose" });
-        QByteArray out;
-        sim.process().readAllStandardError();
-        QVERIFY(RunFixture::waitFor([&] {
-            out += simulator ? sim.process().readAllStandardError() : child.readAllStandardOutput();
-            return out.count(line) >= times;
-        }));
-        ::kill(pid_t(child.processId()), signal);
-        QVERIFY(finished(child));
-        QCOMPARE(child.exitStatus(), signal == SIGKILL ? QProcess::CrashExit : QProcess::NormalExit);
-        if (signal != SIGKILL)
-            QCOMPARE(child.exitCode(), 128 + signal);
-        QVERIFY(!child.readAllStandardOutput().contains(success.toLatin1()));
-        QVERIFY(QDir(childTemporaries.path()).isEmpty());
-        afterInterruptions.append(workFiles(work.path()));
-    }
-
-    // Two runs then share the folder, its tiles and its message log: the
-    // one interrupted before and its neighbour to the east. The settings
-    // store stays as it was.
-    void runsAfterwardsShareTheFolder()
-    {
-        QFile::remove(work.filePath(u"messages.txt"_s));
-        useSharedSimulator();
-        QProcess first;
-        QProcess second;
-        RunFixture::startRelkaRun(first, work.path());
-        RunFixture::startRelkaRun(second, work.path(), -105.75);
-        QVERIFY(finished(first) && finished(second));
-        const QStringList out = lines(first.readAllStandardOutput());
-        QVERIFY2(first.exitCode() == 0, qPrintable(out.mid(out.size() - 5).join(u'\n')));
-        QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(out.at(out.size() - 3), success);
-        const QByteArray progress = first.readAllStandardError();
-        QVERIFY(progress.contains("Merging: done\n")
-            && progress.contains("relka: Download and post processing finished!"));
-        QVERIFY(!QImage(work.filePath(u"40.25000N-40.12500S_-105.75000W--105.50000E-el-col-scaled.png"_s))
-                     .isNull());
-        QFile log(work.filePath(u"messages.txt"_s));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        static const QRegularExpression stamped(u"^\\d\\d:\\d\\d:\\d\\d\\.\\d{3}: .*\\r$"_s);
-        const QStringList logged = lines(log.readAll());
-        for (const QString& line : logged)
-            QVERIFY2(stamped.match(line).hasMatch(), qPrintable(line));
-        QCOMPARE(logged.filter(success).size(), 2);
-        QVERIFY(QSettings(u"Brenholt"_s, u"relka"_s).allKeys().isEmpty());
-
-        const Files whole = workFiles(work.path());
-        QVERIFY(!QImage(work.filePath(base + u"-el-corr.png"_s)).isNull());
-        for (const Files& found : std::as_const(afterInterruptions)) {
-            for (auto it = found.cbegin(); it != found.cend(); ++it)
-                QVERIFY2(whole.value(it.key()) == it.value(), qPrintable(it.key() + u" was broken"_s));
-        }
     }
 };
 

@@ -29,7 +29,6 @@ private slots:
         QTest::newRow("form not from the page")
             << "/Website/distreq/StartDownload.jsp?&PL=SM905HZ" << 400 << QString();
         QTest::newRow("tile past the edge") << "/13/8192/0.png" << 404 << QString();
-        QTest::newRow("no such service") << "/Website/elsewhere.jsp" << 404 << QString();
         QTest::newRow("address as written") << "/demo.cgi?address=1600 Pennsylvania Avenue, Washington, DC"
                                             << 200 << "<td>38.897700&deg;.*<td>-77.036500&deg;";
         QTest::newRow("case, blanks, pluses, full stops")

@@ -1,6 +1,5 @@
 #include "SimProcess.h"
 
-#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryFile>
@@ -20,6 +19,12 @@ SimProcess::SimProcess(const QStringList& options, const QString& program)
         authority = QString::fromLatin1(child.readLine().trimmed());
 }
 
+void SimProcess::serveAllServices() const
+{
+    for (const char* variable : { "RELKA_ELEVATION_SERVER", "RELKA_TILE_SERVER", "RELKA_GEOCODER" })
+        qputenv(variable, url(QString()).authority().toLatin1());
+}
+
 int SimProcess::patience()
 {
     return 300000 * std::max(1, qEnvironmentVariableIntValue("RELKA_TEST_TIME_FACTOR"));
@@ -37,13 +42,11 @@ Fetched fetch(QNetworkAccessManager& network, const QUrl& url)
 {
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    QElapsedTimer clock;
-    clock.start();
     QNetworkReply* reply = network.get(request);
     if (!reply->isFinished() && !QSignalSpy(reply, &QNetworkReply::finished).wait(30000))
         reply->abort();
-    Fetched fetched { reply->error(), reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
-        reply->readAll(), {}, clock.elapsed() };
+    Fetched fetched { reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll(),
+        {} };
     for (const auto& [name, value] : reply->rawHeaderPairs())
         fetched.headers.insert(name.toLower(), value);
     reply->deleteLater();

@@ -18,6 +18,9 @@ public:
     bool isRunning() const { return !authority.isEmpty(); }
     QUrl url(const QString& path) const { return QUrl("http://" + authority + path, QUrl::TolerantMode); }
     QProcess& process() { return child; }
+    // Points the program's three services, and those of the programs it
+    // starts, at this server.
+    void serveAllServices() const;
 
     static QString executable() { return QStringLiteral(RELKA_BINARY_DIR "/sim/relka-sim"); }
     // The limit of a wait for a program or a run, in milliseconds. Every
@@ -32,11 +35,9 @@ private:
 
 // One finished GET, redirects not followed; header names in lower case.
 struct Fetched {
-    QNetworkReply::NetworkError error = QNetworkReply::NoError;
     int status = 0;
     QByteArray body;
     QMap<QByteArray, QByteArray> headers;
-    qint64 milliseconds = 0;
 };
 
 // Waits at most 30 s; a reply still running then is aborted.
