@@ -53,9 +53,17 @@ struct UpstreamClient::Transfer {
     // ends (empty: at the end of the whole).
     qint64 first = 0;
     QByteArray last;
+    // The size the whole body announced; -1 when unknown.
+    qint64 size = -1;
     // Per attempt: whether its body has been looked at, and taken.
     bool decided = false;
     bool accepted = false;
+
+    // A connection that closes early does not always report an error.
+    bool cutOff(QNetworkReply* reply)
+    {
+        return accepted && (reply->error() != QNetworkReply::NoError || (size >= 0 && file.size() < size));
+    }
 };
 
 QByteArray UpstreamReply::header(const QByteArray& name) const
@@ -149,6 +157,11 @@ void UpstreamClient::receive(QNetworkReply* reply, Transfer& transfer)
             transfer.headers = reply->rawHeaderPairs();
             transfer.first = status == 206 ? range->first : 0;
             transfer.last = status == 206 ? QByteArray::number(range->last) : QByteArray();
+            // A body that arrives encoded is decoded on the way, so its length says nothing.
+            bool announced = false;
+            const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong(&announced);
+            const bool plain = reply->rawHeader("Content-Encoding").isEmpty();
+            transfer.size = status == 206 ? range->last - range->first + 1 : announced && plain ? length : -1;
         }
     }
     const QByteArray data = reply->readAll();
@@ -167,8 +180,7 @@ bool UpstreamClient::again(QNetworkReply* reply, const std::shared_ptr<Transfer>
         QTimer::singleShot(int(*wait) * 1000, this, [this, transfer] { start(transfer); });
         return true;
     }
-    if (transfer->accepted && reply->error() != QNetworkReply::NoError
-        && transfer->resumptions < maximumResumptions) {
+    if (transfer->cutOff(reply) && transfer->resumptions < maximumResumptions) {
         ++transfer->resumptions;
         log(*transfer, QStringLiteral("cut off after %1 bytes, resumed").arg(transfer->file.size()));
         start(transfer);
@@ -199,14 +211,13 @@ void UpstreamClient::finish(QNetworkReply* reply, const std::shared_ptr<Transfer
     const bool bodyWanted = answer.status == 200 || answer.status == 206;
     const bool bodyLost = bodyWanted
         && (reply->error() != QNetworkReply::NoError
-            || (toFile && !(transfer->accepted && transfer->file.flush())));
+            || (toFile && (!transfer->accepted || transfer->cutOff(reply) || !transfer->file.flush())));
     if (answer.status == 0 || bodyLost || timedOut) {
         answer.status = 0;
         answer.timedOut = timedOut;
         answer.failure = timedOut ? QStringLiteral("no answer within %1 s").arg(timeoutSeconds)
-            : reply->error() != QNetworkReply::NoError
-            ? reply->errorString()
-            : QStringLiteral("the body did not continue where it stopped");
+            : reply->error() != QNetworkReply::NoError ? reply->errorString()
+                                                       : QStringLiteral("the body came incomplete");
     }
     log(*transfer,
         QStringLiteral("%1, %2 bytes")
