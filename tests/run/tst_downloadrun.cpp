@@ -74,7 +74,7 @@ Q_DECLARE_METATYPE(End)
 class TestDownloadRun : public QObject {
     Q_OBJECT
 
-    // Archives are built once for all rows.
+    // The hostile server's rows build their archives once, here.
     QTemporaryDir archives;
 
 private slots:
