@@ -143,7 +143,11 @@ private slots:
             out += simulator ? sim.process().readAllStandardError() : child.readAllStandardOutput();
             return out.count(line) >= times;
         }));
-        ::kill(pid_t(child.processId()), signal);
+        // A child that has ended has no id, and kill(0) would hit this test's
+        // whole process group.
+        const qint64 pid = child.processId();
+        QVERIFY(pid > 0);
+        ::kill(pid_t(pid), signal);
         QVERIFY(finished(child));
         QCOMPARE(child.exitStatus(), signal == SIGKILL ? QProcess::CrashExit : QProcess::NormalExit);
         if (signal != SIGKILL)
