@@ -63,7 +63,6 @@ public:
     ~UpstreamClient() override;
 
     void get(const Call& call, const Done& done);
-    int running() const { return active; }
 
 private:
     struct Transfer;
