@@ -8,6 +8,7 @@
 #include <QSaveFile>
 #include <QtEndian>
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #include <zlib.h>
 
@@ -46,12 +47,8 @@ std::vector<Method> candidatesFor(PngWriter::Content content)
         return { { Rule::MinimumSum, 3 }, { Rule::MinimumSum, 1 }, { Rule::Up, 2 } };
     case PngWriter::Content::Picture:
         return { { Rule::MinimumSum, 6 }, { Rule::None, 2 } };
-    case PngWriter::Content::Derived:
-        // Each row like the one above it, at libdeflate's fastest level:
-        // of the rules and levels tried on the outputs of the largest
-        // raster, the least work, and within 5 % of the smallest files.
-        return { { Rule::Up, 1 } };
     case PngWriter::Content::Mask:
+    case PngWriter::Content::Derived:
         break;
     }
     return {};
@@ -237,6 +234,37 @@ Method chosenMethod(const QImage& image, const Layout& layout, const std::vector
     return best;
 }
 
+// Streams filtered rows through a compressor: deflate(row, last, out,
+// capacity) takes the row (null: the one before, not yet all taken), writes
+// at most capacity bytes at out, sets capacity to how many it wrote and
+// returns false on an error. It is called again while it fills all the room
+// it was given, so every row, and after the last row the stream's end, gets
+// through.
+template <typename Deflate>
+QByteArray streamRows(const QImage& image, const Layout& layout, PngRowFilter::Rule rule, Deflate deflate)
+{
+    constexpr qsizetype room = 1 << 16;
+    QByteArray out;
+    qsizetype written = 0;
+    bool ok = true;
+    const auto take = [&](const uchar* row, bool last) {
+        qsizetype count = room;
+        while (ok && count == room) {
+            if (out.size() - written < room)
+                out.resize(written + std::max(room, out.size() / 2));
+            count = room;
+            ok = deflate(row, last, reinterpret_cast<uchar*>(out.data()) + written, count);
+            written += count;
+            row = nullptr;
+        }
+    };
+    int y = 0;
+    filterRows(
+        image, layout, rule, 0, image.height(), [&](const uchar* row) { take(row, ++y == image.height()); });
+    out.resize(ok ? written : 0);
+    return out;
+}
+
 // libpng's settings: level 6, the largest window, the filtered strategy. zlib
 // takes the rows one by one, so they are never held all at once.
 QByteArray zlibStream(const QImage& image, const Layout& layout)
@@ -244,34 +272,60 @@ QByteArray zlibStream(const QImage& image, const Layout& layout)
     z_stream stream {};
     if (deflateInit2(&stream, 6, Z_DEFLATED, 15, 8, Z_FILTERED) != Z_OK)
         return {};
-    QByteArray out;
-    int result = Z_OK;
-    const auto deflateSome = [&stream, &out, &result](int flush) {
-        if (out.size() - qsizetype(stream.total_out) < 65536)
-            out.resize(out.size() + std::max<qsizetype>(65536, out.size() / 2));
-        stream.next_out = reinterpret_cast<Bytef*>(out.data()) + stream.total_out;
-        stream.avail_out = static_cast<uInt>(out.size() - stream.total_out);
-        result = deflate(&stream, flush);
-    };
-    const qsizetype filteredRowBytes = rowBytesOf(image, layout) + 1;
-    filterRows(image, layout, PngRowFilter::Rule::MinimumSum, 0, image.height(), [&](const uchar* row) {
-        stream.next_in = const_cast<uchar*>(row);
-        stream.avail_in = static_cast<uInt>(filteredRowBytes);
-        while (stream.avail_in > 0 && result == Z_OK)
-            deflateSome(Z_NO_FLUSH);
-    });
-    while (result == Z_OK)
-        deflateSome(Z_FINISH);
-    out.resize(result == Z_STREAM_END ? qsizetype(stream.total_out) : 0);
+    const uInt rowBytes = static_cast<uInt>(rowBytesOf(image, layout) + 1);
+    QByteArray out = streamRows(image, layout, PngRowFilter::Rule::MinimumSum,
+        [&](const uchar* row, bool last, uchar* next, qsizetype& capacity) {
+            if (row) {
+                stream.next_in = const_cast<uchar*>(row);
+                stream.avail_in = rowBytes;
+            }
+            stream.next_out = next;
+            stream.avail_out = static_cast<uInt>(capacity);
+            const int result = deflate(&stream, last ? Z_FINISH : Z_NO_FLUSH);
+            capacity -= stream.avail_out;
+            // Room left over means the row is taken, or the stream ended.
+            return result == Z_OK || result == Z_BUF_ERROR || result == Z_STREAM_END;
+        });
     deflateEnd(&stream);
     return out;
 }
 
+// Pictures made for other programs: each row like the one above it, at
+// ISA-L's fastest level with a large hash table. On the outputs of the
+// largest raster this took a third of libdeflate's fastest level's time
+// for files 1.5 to 2.6 % larger, and the rows stream through.
+QByteArray isalStream(const QImage& image, const Layout& layout)
+{
+    isal_zstream stream;
+    isal_deflate_init(&stream);
+    std::vector<uint8_t> levelBuffer(ISAL_DEF_LVL1_LARGE);
+    stream.level = 1;
+    stream.level_buf = levelBuffer.data();
+    stream.level_buf_size = static_cast<uint32_t>(levelBuffer.size());
+    stream.gzip_flag = IGZIP_ZLIB;
+    const uint32_t rowBytes = static_cast<uint32_t>(rowBytesOf(image, layout) + 1);
+    return streamRows(image, layout, PngRowFilter::Rule::Up,
+        [&](const uchar* row, bool last, uchar* next, qsizetype& capacity) {
+            if (row) {
+                stream.next_in = const_cast<uchar*>(row);
+                stream.avail_in = rowBytes;
+                stream.end_of_stream = last;
+            }
+            stream.next_out = next;
+            stream.avail_out = static_cast<uint32_t>(capacity);
+            const int result = isal_deflate(&stream);
+            capacity -= stream.avail_out;
+            return result == COMP_OK;
+        });
+}
+
 QByteArray compressed(const QImage& image, const Layout& layout, PngWriter::Content content)
 {
-    const std::vector<Method> candidates = candidatesFor(content);
-    if (candidates.empty())
+    if (content == PngWriter::Content::Mask)
         return zlibStream(image, layout);
+    if (content == PngWriter::Content::Derived)
+        return isalStream(image, layout);
+    const std::vector<Method> candidates = candidatesFor(content);
     if (candidates.size() == 1)
         return libdeflateStream(image, layout, candidates.front());
     return libdeflateStream(image, layout, chosenMethod(image, layout, candidates));

@@ -8,7 +8,8 @@
 // QImage::save: the rows are filtered as libpng would filter them and
 // compressed as one zlib stream, by libdeflate at a level chosen per kind of
 // image (masks, which libdeflate cannot make as small, by zlib as libpng
-// does). The files are at most 2 % larger than Qt's and carry the colour
+// does; pictures derived for other programs by ISA-L, fastest). The program's
+// own files are at most 2 % larger than Qt's and carry the colour
 // type, bit depth and resolution that Qt's writer gives the same image, so
 // every PNG reader decodes them to the same pixels.
 //

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config
   qt6-base-dev qt6-base-dev-tools
-  libminizip-dev zlib1g-dev libdeflate-dev libpng-dev
+  libminizip-dev zlib1g-dev libdeflate-dev libisal-dev libpng-dev
   libgdal-dev
   xvfb xauth x11-utils xdotool fonts-dejavu-core qt6-qpa-plugins
   python3
