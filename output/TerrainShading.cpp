@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <vector>
 
@@ -49,26 +50,29 @@ template <typename Shade> void forEachRow(const ElevationGrid& grid, Shade shade
     const int width = grid.width();
     const int height = grid.height();
     const GridGeometry& geometry = grid.geometry();
+    // Grid row r is padded once, into rows[r % 3], where it stays while
+    // the rows above and below it need it.
     std::vector<float> rows[3];
     for (std::vector<float>& row : rows)
         row.resize(std::size_t(width) + 2);
+    const auto paddedRow = [&rows](int r) { return rows[r % 3].data(); };
+    padded(grid.row(0), width, rows[0]);
     std::vector<float> east(width);
     std::vector<float> north(width);
     std::vector<float> scale(width);
     for (int y = 0; y < height; ++y) {
         const int above = std::max(y - 1, 0);
         const int below = std::min(y + 1, height - 1);
-        padded(grid.row(above), width, rows[0]);
-        padded(grid.row(y), width, rows[1]);
-        padded(grid.row(below), width, rows[2]);
+        if (below > y)
+            padded(grid.row(below), width, rows[below % 3]);
         const double latitude = geometry.rowLatitude(y);
         // The weights of each side add up to 4; neighbours two steps apart,
         // or one at the image's edge.
         const double stepX = geometry.pixelWidth * Wgs84::metresPerDegreeOfLongitude(latitude);
         const double stepY = geometry.pixelHeight * Wgs84::metresPerDegreeOfLatitude(latitude);
         const float northScale = below > above ? float(1 / (4 * (below - above) * stepY)) : 0.0f;
-        slopesOfRow(rows[0].data(), rows[1].data(), rows[2].data(), width, float(1 / (8 * stepX)), northScale,
-            east.data(), north.data());
+        slopesOfRow(paddedRow(above), paddedRow(y), paddedRow(below), width, float(1 / (8 * stepX)),
+            northScale, east.data(), north.data());
         if (width > 1) {
             east[0] *= 2;
             east[width - 1] *= 2;
@@ -91,14 +95,16 @@ void hillshadeRow(const float* __restrict east, const float* __restrict north, c
         pixel[x] = byteOf((sun[2] - east[x] * sun[0] - north[x] * sun[1]) * scale[x]);
 }
 
+// The pixels are made whole in 32 bits, which vectorises, and then laid
+// out three bytes apart.
 void normalRow(const float* __restrict east, const float* __restrict north, const float* __restrict scale,
-    int width, uchar* __restrict pixel)
+    int width, quint32* __restrict packed, uchar* __restrict pixel)
 {
-    for (int x = 0; x < width; ++x, pixel += 3) {
-        pixel[0] = byteOf((1 - east[x] * scale[x]) / 2);
-        pixel[1] = byteOf((1 - north[x] * scale[x]) / 2);
-        pixel[2] = byteOf((1 + scale[x]) / 2);
-    }
+    for (int x = 0; x < width; ++x)
+        packed[x] = byteOf((1 - east[x] * scale[x]) / 2) | quint32(byteOf((1 - north[x] * scale[x]) / 2)) << 8
+            | quint32(byteOf((1 + scale[x]) / 2)) << 16;
+    for (int x = 0; x < width; ++x, pixel += 3)
+        std::memcpy(pixel, &packed[x], 3);
 }
 
 } // namespace
@@ -118,10 +124,11 @@ TerrainShading::TerrainShading(const ElevationGrid& grid, bool withHillshade, bo
     // Towards the sun: east, north, up.
     const float sun[3] = { float(std::sin(azimuth) * std::cos(altitude)),
         float(std::cos(azimuth) * std::cos(altitude)), float(std::sin(altitude)) };
+    std::vector<quint32> packed(normals.isNull() ? 0 : width);
     forEachRow(grid, [&](int y, const float* east, const float* north, const float* scale) {
         if (!shade.isNull())
             hillshadeRow(east, north, scale, width, sun, shade.scanLine(y));
         if (!normals.isNull())
-            normalRow(east, north, scale, width, normals.scanLine(y));
+            normalRow(east, north, scale, width, packed.data(), normals.scanLine(y));
     });
 }
