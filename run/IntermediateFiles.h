@@ -12,7 +12,8 @@
 class IntermediateFiles {
 public:
     // In the order of removal: the tiles in list order (named in
-    // workingDirectory), the stitched texture, the colour file, the archive
-    // and the files extracted from it, the intermediate elevation images.
+    // workingDirectory), the stitched texture and the colour file with their
+    // world files, the archive and the files extracted from it, the
+    // intermediate elevation images.
     static QStringList of(const QString& workingDirectory, const QString& baseName, const QList<Tile>& tiles);
 };

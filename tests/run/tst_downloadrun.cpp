@@ -174,9 +174,11 @@ private slots:
         const QStringList others { u"1.00000N-0.00000S_2.00000W-3.00000E.zip"_s, u"12-00001-00002.png"_s };
         for (const QString& other : others)
             QVERIFY(QFile(work + u'/' + other).open(QIODevice::WriteOnly));
+        for (const char* sidecar : { ".pgw", "-el-col.prj", "-el-corr.pgw" })
+            QVERIFY(QFile(base + QLatin1String(sidecar)).open(QIODevice::WriteOnly));
         run.run().deleteFiles();
         QStringList left = others + QStringList { u"messages.txt"_s };
-        for (const char* result : { "-el-corr.png", "-el-col-scaled.png" })
+        for (const char* result : { "-el-corr.png", "-el-corr.pgw", "-el-col-scaled.png" })
             left << QFileInfo(base + QLatin1String(result)).fileName();
         left.sort();
         QCOMPARE(QDir(work).entryList(QDir::Files, QDir::Name), left);
