@@ -475,6 +475,10 @@ bool ElevationImport::writeColorFile(double cosLat)
         return false;
     }
     feedback.correctedElevations(image);
+    // Kept by the feedback, the image is copied on the colouring's first
+    // write: beside the event loop instead.
+    if (!image.isDetached())
+        BackgroundWork::run([&image] { image.detach(); });
     const double lo = SettingsStore::paletteMinimum() * 256.0;
     const double hi = SettingsStore::paletteMaximum() * 256.0;
     showPreview(image, cosLat);
